@@ -1,0 +1,156 @@
+// One figure per stage of an adjustment: an image coordinate with all its coefficients, assembly,
+// factorisation with solution, cofactors. The network is seeded and the same in every run.
+
+#include "linalg/envelope_system.h"
+#include "observations/equation_block.h"
+#include "observations/messung_biko.h"
+#include "unknowns/data_eor.h"
+#include "unknowns/data_ior.h"
+#include "unknowns/data_obko.h"
+#include "unknowns/network_settings.h"
+
+#include <benchmark/benchmark.h>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+using namespace vermo;
+
+// Images on a circle around a cloud of points; every image sees every point.
+class Scene {
+ public:
+  Scene(std::uint32_t images, std::uint32_t points) : fEors(images), fPoints(points) {
+    fIor.SetParameter(DataIor::kCk, -30.0);
+    fIor.SetParameter(DataIor::kA1, 1e-5);
+    fIor.SetR0(10.0);
+    fIor.SetParameterMask(DataIor::Mask(0x3FF));
+    Enable(fIor);
+    std::mt19937_64 generator(20260101);
+    const auto uniform = [&generator] {
+      return static_cast<double>(generator() >> 11U) * 0x1p-53 * 2.0 - 1.0;
+    };
+    for (DataObko& point : fPoints) {
+      point.SetCoordinates({uniform(), uniform(), 0.3 * uniform()});
+      Enable(point);
+    }
+    for (std::uint32_t i = 0; i < images; ++i) {
+      const double angle = 6.0 * i / images;
+      DataEor& eor = fEors[i];
+      eor.fTranslation = {2.0 * std::cos(angle), 2.0 * std::sin(angle), 4.0};
+      Enable(eor);
+    }
+    fBikos.reserve(std::size_t{images} * points);
+    for (DataEor& eor : fEors)
+      for (DataObko& point : fPoints) {
+        MessungBiko& biko = fBikos.emplace_back();
+        biko.SetPunkt(&point);
+        biko.SetEor(&eor);
+        biko.SetIor(&fIor);
+        biko.SetSigma(0.001, 0.001);
+        biko[0] = biko[1] = 0.0;
+        biko.SetActive(true);
+        biko.SetWeights(fSettings);
+      }
+    std::uint32_t next = 0;
+    for (DataObko& point : fPoints) next = point.AssignUnknowns(next);
+    for (DataEor& eor : fEors) next = eor.AssignUnknowns(next);
+    fUnknowns = fIor.AssignUnknowns(next);
+    // Control through the diagonal: this bench is about time, not about a datum.
+    Assemble(fSystem);
+  }
+
+  void Assemble(NormalSystem& system) {
+    system.Reset(fUnknowns, 0);
+    for (MessungBiko& biko : fBikos) biko.AddToNormals(system, fBlock);
+    for (std::uint32_t i = 0; i < fUnknowns; ++i) {
+      DesignRow row;
+      row.push(i, 1.0);
+      system.AddEquation(row, 1.0, 0.0);
+    }
+  }
+
+  MessungBiko& Biko() { return fBikos.front(); }
+  EquationBlock& Block() { return fBlock; }
+  EnvelopeSystem& System() { return fSystem; }
+  [[nodiscard]] std::uint32_t Unknowns() const { return fUnknowns; }
+  [[nodiscard]] std::size_t Rays() const { return fBikos.size(); }
+
+ private:
+  static void Enable(Data& group) {
+    group.SetActive(true);
+    group.SetVariable(true);
+  }
+
+  NetworkSettings fSettings;
+  DataIor fIor;
+  std::vector<DataEor> fEors;
+  std::vector<DataObko> fPoints;
+  std::vector<MessungBiko> fBikos;
+  EquationBlock fBlock;
+  EnvelopeSystem fSystem;
+  std::uint32_t fUnknowns = 0;
+};
+
+std::unique_ptr<Scene> MakeScene(const benchmark::State& state) {
+  return std::make_unique<Scene>(static_cast<std::uint32_t>(state.range(0)),
+                                 static_cast<std::uint32_t>(state.range(1)));
+}
+
+void Report(benchmark::State& state, const Scene& scene) {
+  state.counters["unknowns"] = scene.Unknowns();
+  state.counters["rays"] = static_cast<double>(scene.Rays());
+}
+
+void ImageCoordinate(benchmark::State& state) {
+  Scene scene(2, 4);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(scene.Biko().ObservationEquations(scene.Block()));
+    benchmark::ClobberMemory();
+  }
+}
+
+void Assembly(benchmark::State& state) {
+  const auto scene = MakeScene(state);
+  for (auto _ : state) scene->Assemble(scene->System());
+  Report(state, *scene);
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(scene->Rays()));
+}
+
+void Factorisation(benchmark::State& state) {
+  const auto scene = MakeScene(state);
+  for (auto _ : state) {
+    state.PauseTiming();
+    scene->Assemble(scene->System());
+    state.ResumeTiming();
+    scene->System().FactorizeAndSolve(true);
+  }
+  Report(state, *scene);
+}
+
+void DiagonalCofactors(benchmark::State& state) {
+  const auto scene = MakeScene(state);
+  scene->System().FactorizeAndSolve(true);
+  for (auto _ : state) benchmark::DoNotOptimize(scene->System().DiagonalCofactors().data());
+  Report(state, *scene);
+}
+
+void EnvelopeCofactors(benchmark::State& state) {
+  const auto scene = MakeScene(state);
+  scene->System().FactorizeAndSolve(true);
+  for (auto _ : state) scene->System().InvertCofactors();
+  Report(state, *scene);
+}
+
+BENCHMARK(ImageCoordinate);
+BENCHMARK(Assembly)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
+BENCHMARK(Factorisation)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
+BENCHMARK(DiagonalCofactors)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
+BENCHMARK(EnvelopeCofactors)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

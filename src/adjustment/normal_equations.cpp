@@ -1,0 +1,31 @@
+// How the lists of an adjustment become the system of one iteration. Nothing is kept from one
+// iteration to the next but the values of the unknowns.
+
+#include "adjustment/adjustment.h"
+#include "observations/messung.h"
+#include "unknowns/data.h"
+
+namespace vermo {
+
+std::uint32_t Adjustment::BuildNormalEquations() {
+  // An inactive group is not touched and keeps its old column: unusable observations are
+  // dropped below, so nothing reads it.
+  std::uint32_t unknowns = 0;
+  for (Data* group : fDaten)
+    if (group->IsActive()) unknowns = group->AssignUnknowns(unknowns);
+
+  for (const MessungEntry& entry : fMessungen)
+    if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
+
+  fSystem->Reset(unknowns, 0);
+  std::uint32_t components = 0;
+  for (const MessungEntry& entry : fMessungen) {
+    if (!entry.messung->IsConnected()) continue;
+    components += entry.messung->UsedCount();
+    entry.messung->AddToNormals(*fSystem, fEquations);
+  }
+  for (Data* group : fDaten) group->AddToNormalEquations(*fSystem, fStatistik);
+  return components;
+}
+
+}  // namespace vermo

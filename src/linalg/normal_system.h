@@ -1,0 +1,68 @@
+#pragma once
+
+#include "linalg/design_row.h"
+#include "linalg/tensor_matrix.h"
+
+#include <cstdint>
+#include <span>
+
+namespace vermo {
+
+// What an adjustment needs of a linear engine: the bordered system
+//
+//   | N   B^T | | dx |   | n |
+//   | B    0  | | k  | = | w |
+//
+// of u unknowns and b multipliers, assembled from equations and constraint rows, its solution and
+// the elements of its inverse, the cofactors. Observations, groups and the protocol see engines
+// through this alone. The order of one iteration: Reset, assembly, FactorizeAndSolve, diagonal
+// cofactors; after convergence InvertCofactors, then single cofactors and forms.
+class NormalSystem {
+ public:
+  virtual ~NormalSystem() = default;
+
+  // An empty system of so many unknowns and multipliers.
+  virtual void Reset(std::uint32_t unknowns, std::uint32_t multipliers) = 0;
+  [[nodiscard]] virtual std::uint32_t Unknowns() const = 0;
+  // Unknowns and multipliers.
+  [[nodiscard]] virtual std::uint32_t Size() const = 0;
+
+  // Adds one observation component: N += w a^T a, n += w a^T l. The row is sorted by column;
+  // equal columns add up.
+  virtual void AddEquation(const DesignRow& row, double weight, double misclosure) = 0;
+  // Makes the elements of a row from column first to the diagonal writable.
+  virtual void WidenRow(std::uint32_t row, std::uint32_t first) = 0;
+  // Stores, and does not add, a writable element at or left of the diagonal.
+  virtual void StoreElement(std::uint32_t row, std::uint32_t column, double value) = 0;
+  virtual void SetRhs(std::uint32_t row, double value) = 0;
+  // Element of the assembled system as it is stored, 0 where nothing is.
+  [[nodiscard]] virtual double Element(std::uint32_t row, std::uint32_t column) const = 0;
+
+  // Throws KlException -39007 for a singular system.
+  virtual void FactorizeAndSolve(bool pivotSearch) = 0;
+  [[nodiscard]] virtual std::span<const double> Rhs() const = 0;
+  // Increments, multipliers behind them.
+  [[nodiscard]] virtual std::span<const double> Solution() const = 0;
+  // The diagonal of the inverse.
+  [[nodiscard]] virtual std::span<const double> DiagonalCofactors() = 0;
+
+  // Computes the cofactors of the unknowns that Cofactor and CofactorForm read.
+  virtual void InvertCofactors() = 0;
+  // A cofactor of two unknowns that share an observation or a group, else 0.
+  [[nodiscard]] virtual double Cofactor(std::uint32_t row, std::uint32_t column) const = 0;
+  // a Q a^T of a row sorted by column; cofactors that were not computed count as 0.
+  [[nodiscard]] virtual double CofactorForm(const DesignRow& row) const = 0;
+  // Any block of the inverse; stays available until the next Reset.
+  virtual void CofactorBlock(ostra_bundle::Matrix& target,
+                             std::uint32_t firstRow,
+                             std::uint32_t rows,
+                             std::uint32_t firstColumn,
+                             std::uint32_t columns) const = 0;
+
+ protected:
+  NormalSystem() = default;
+  NormalSystem(const NormalSystem&) = default;
+  NormalSystem& operator=(const NormalSystem&) = default;
+};
+
+}  // namespace vermo

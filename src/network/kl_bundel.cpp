@@ -1,0 +1,122 @@
+#include "network/kl_bundel.h"
+
+#include "checks/failure_codes.h"
+#include "checks/kl_exception.h"
+#include "checks/language.h"
+#include "protocol/old_style_message_handler.h"
+#include "protocol/protocol_contents.h"
+
+#include <ctime>
+#include <memory>
+#include <utility>
+
+namespace vermo {
+namespace {
+
+std::int64_t Now() { return static_cast<std::int64_t>(std::time(nullptr)); }
+
+ProtocolContents ContentsOf(const BundelVerband& network) {
+  ProtocolContents contents;
+  contents.cameras = !network.fIors.IsEmpty();
+  contents.projections = !network.fProjektionen.IsEmpty();
+  contents.exteriorOrientations = !network.fEors.IsEmpty();
+  contents.relativeOrientations = !network.fDoppelOrientierungen.IsEmpty();
+  contents.objectPoints = !network.fObkos.IsEmpty();
+  contents.imageCoordinates = !network.fBiko.IsEmpty();
+  contents.measuredObjectPoints = !network.fObko.IsEmpty();
+  contents.distances = !network.fStrecken.IsEmpty();
+  return contents;
+}
+
+}  // namespace
+
+KLBundel::KLBundel() : KLBundel(ByLanguage("Protokoll.htm", "Protocol.htm")) {}
+
+KLBundel::KLBundel(std::string protocolFile) : fProtocolFile(std::move(protocolFile)) {}
+
+std::int32_t KLBundel::CalcBundle() {
+  OpenProtocol();
+  fStartTime = Now();
+  std::int32_t code = 0;
+  try {
+    RunGuarded();
+  } catch (const KlException& failure) {
+    code = failure.GetCode();
+  } catch (...) {
+    code = failure::kOther;
+  }
+  if (code != 0) fHandler.RunFailed(code);
+  fEndTime = Now();
+  fHandler.RunClosed(&fStartTime, &fEndTime);
+  return code;
+}
+
+void KLBundel::OpenProtocol() {
+  // The writer of an earlier run closes its file before the new one opens its own.
+  fHandler.ClearHandler();
+  if (CurrentLanguage() == Language::English)
+    fHandler.SetHandler(std::make_unique<OldStyleMessageHandlerEN>(fProtocolFile));
+  else
+    fHandler.SetHandler(std::make_unique<OldStyleMessageHandlerDE>(fProtocolFile));
+  fHandler.SetJob(this);
+  // A file that cannot be opened does not stop the run.
+  static_cast<void>(fHandler.OpenProtocol());
+}
+
+void KLBundel::RunGuarded() {
+  fHandler.RunStarted(&fStartTime, Settings(), ContentsOf(*this));
+  LinkEorCameras();
+  PrepareDerivatives();
+  CheckGroupLinks();
+  LinkBiko();
+  LinkObko();
+  LinkStrecken();
+  SetAllWeights();
+  Run();
+  fHandler.RunFinished(RedundanzSumme());
+}
+
+void KLBundel::SetAllWeights() {
+  for (MessungBiko& biko : fBiko) biko.SetWeights(fNetworkSettings);
+  for (MessungStrecke& strecke : fStrecken) strecke.SetWeights(fNetworkSettings);
+  for (MessungObko& obko : fObko) obko.SetWeights(fNetworkSettings);
+}
+
+void KLBundel::ConnectAll() {
+  for (Data* group : fDaten) group->Connect(fNetworkSettings);
+  for (const MessungEntry& entry : fMessungen) entry.messung->PrepareObservation(fNetworkSettings);
+}
+
+void KLBundel::CollectMessungen() {
+  fMessungen.clear();
+  fMessungen.reserve(fBiko.Count() + fObko.Count() + fStrecken.Count());
+  for (MessungBiko& biko : fBiko) fMessungen.push_back({0, &biko});
+  for (MessungObko& obko : fObko) fMessungen.push_back({0, &obko});
+  for (MessungStrecke& strecke : fStrecken) fMessungen.push_back({0, &strecke});
+}
+
+void KLBundel::CollectData() {
+  const auto append = [this](auto& list) {
+    for (Data& group : list) fDaten.push_back(&group);
+  };
+  fDaten.clear();
+  // The larger class comes first, where its diagonal blocks stay apart; the smaller one behind
+  // it takes the fill-in of the elimination.
+  if (6 * std::uint64_t{fEors.Count()} <= 3 * std::uint64_t{fObkos.Count()}) {
+    append(fObkos);
+    append(fEors);
+  } else {
+    append(fEors);
+    append(fObkos);
+  }
+  append(fProjektionen);
+  append(fIors);
+}
+
+bool KLBundel::OnIteration(IterationInfo& info) {
+  info.s0APriori = fNetworkSettings.S0Apriori();
+  fHandler.WriteIteration(info);
+  return false;
+}
+
+}  // namespace vermo

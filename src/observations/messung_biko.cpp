@@ -1,0 +1,150 @@
+#include "observations/messung_biko.h"
+
+#include "checks/language.h"
+#include "observations/kamera_modell.h"
+#include "observations/point_node.h"
+#include "observations/protocol_line.h"
+#include "unknowns/data_projektion.h"
+#include "unknowns/network_settings.h"
+
+#include <optional>
+
+namespace vermo {
+namespace {
+
+// The principal distance and point of the projection replace the camera's altogether.
+ImageFrame FrameOf(const DataIor& ior, const DataProjektion* projektion) noexcept {
+  if (projektion != nullptr) {
+    const auto& values = projektion->Values();
+    return {values[DataProjektion::kCk], values[DataProjektion::kXh], values[DataProjektion::kYh]};
+  }
+  const DataIor::ParameterValues& p = ior.Calibration();
+  return {p[DataIor::kCk], p[DataIor::kXh], p[DataIor::kYh]};
+}
+
+// Both rows of one unknown.
+void Push(EquationBlock& equations,
+          std::uint32_t column,
+          const ImagePoint& coefficients,
+          double scale = 1.0) noexcept {
+  equations.rows[0].push(column, coefficients.x * scale);
+  equations.rows[1].push(column, coefficients.y * scale);
+}
+
+void AppendProjektion(const KameraModell& model,
+                      const DataProjektion& projektion,
+                      EquationBlock& equations) noexcept {
+  if (!projektion.IsVariable() || projektion.FirstUnknown() < 0) return;
+  const auto first = static_cast<std::uint32_t>(projektion.FirstUnknown());
+  Push(equations, first, model.ByProjectionCk());
+  Push(equations, first + 1, {1.0, 0.0});
+  Push(equations, first + 2, {0.0, 1.0});
+}
+
+// Only estimated parameters take a column. With a projection the camera's principal distance and
+// point have no influence on the image: they keep their columns and write nothing.
+void AppendCamera(const KameraModell& model,
+                  const DataIor& ior,
+                  bool withProjektion,
+                  EquationBlock& equations) noexcept {
+  if (!ior.IsVariable() || ior.FirstUnknown() < 0) return;
+  auto column = static_cast<std::uint32_t>(ior.FirstUnknown());
+  const DataIor::Mask& mask = ior.ParameterMask();
+  if (mask[DataIor::kCk]) {
+    if (!withProjektion) Push(equations, column, model.ByCameraCk());
+    ++column;
+  }
+  if (mask[DataIor::kXh]) {
+    if (!withProjektion) Push(equations, column, {1.0, 0.0});
+    ++column;
+  }
+  if (mask[DataIor::kYh]) {
+    if (!withProjektion) Push(equations, column, {0.0, 1.0});
+    ++column;
+  }
+  for (unsigned p = DataIor::kA1; p < DataIor::kParameters; ++p) {
+    if (!mask[p]) continue;
+    Push(equations,
+         column++,
+         model.ByDistortion(static_cast<DataIor::Parameter>(p)),
+         DataIor::kUnknownScale[p]);
+  }
+}
+
+}  // namespace
+
+void MessungBiko::SetWeights(const NetworkSettings& settings) {
+  for (std::uint32_t i = 0; i < 2; ++i) SetWeight(i, settings.S0Apriori(), Sigma()[i]);
+}
+
+std::string MessungBiko::GetDescription() const {
+  // The English text has no blank before the number of the point.
+  return ByLanguage("Bildkoordinate Punkt ", "Image coordinate point") + GetIdentText() +
+         ByLanguage(" ,Bild ", " ,Image ") + std::to_string(fBildNummer);
+}
+
+std::string MessungBiko::GetIdentText() const { return std::to_string(Nummer()); }
+
+bool MessungBiko::ObservationEquations(EquationBlock& equations) {
+  equations.Reset(Dimension());
+  if (!IsActive() || !IsConnected()) return false;
+
+  const PointNode point(*fPunkt);
+  const IntoImageNode intoEor(*fEor, point.Root());
+  const MatObject<ostra_bundle::VektorD<3>>* root = intoEor.Root();
+  std::optional<IntoImageNode> intoBasis;
+  if (fEorBasis != nullptr) root = intoBasis.emplace(*fEorBasis, root).Root();
+
+  ostra_bundle::VektorD<3> camera;
+  root->Value(camera);
+  VectorJacobian chain;
+  root->Derivatives(chain);
+
+  const DataProjektion* projektion =
+      fEorBasis != nullptr ? fEorBasis->Projektion() : fEor->Projektion();
+  const KameraModell model(*fIor, FrameOf(*fIor, projektion), camera[0], camera[1], camera[2]);
+  double byPoint[2][3];
+  model.PointJacobian(byPoint[0], byPoint[1]);
+  for (unsigned c = 0; c < chain.columns; ++c) {
+    if (chain.tags[c] < 0) continue;
+    for (unsigned i = 0; i < 2; ++i)
+      equations.rows[i].push(static_cast<std::uint32_t>(chain.tags[c]),
+                             byPoint[i][0] * chain.elements[0][c] +
+                                 byPoint[i][1] * chain.elements[1][c] +
+                                 byPoint[i][2] * chain.elements[2][c]);
+  }
+  if (projektion != nullptr) AppendProjektion(model, *projektion, equations);
+  AppendCamera(model, *fIor, projektion != nullptr, equations);
+
+  const ImagePoint computed = model.Image();
+  AppendComponent(equations, 0, (*this)[0] - computed.x);
+  AppendComponent(equations, 1, (*this)[1] - computed.y);
+  return true;
+}
+
+bool MessungBiko::IsUsable() const {
+  return IsConnected() && fEor->IsActive() && fPunkt->IsActive() &&
+         (fEorBasis == nullptr || fEorBasis->IsActive()) &&
+         (fProjektion == nullptr || fProjektion->IsActive()) && fIor->IsActive();
+}
+
+bool MessungBiko::EvaluateImagePoint(ImagePointPair& point) {
+  EquationBlock equations;
+  if (!ObservationEquations(equations)) return false;
+  point = {
+      (*this)[0], (*this)[1], (*this)[0] + Wert(0).Residuum(), (*this)[1] + Wert(1).Residuum()};
+  return true;
+}
+
+std::string MessungBiko::GetProtocolLine() const {
+  ProtocolLine line;
+  line.Number(Nummer(), 6).Blank().Number(fBildNummer, 6).Blank().Ordinal(*this);
+  line.Value((*this)[0], 13, 6).Blank().Value((*this)[1], 13, 6).Blank();
+  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Wert(i).Residuum(), 11, 6).Blank();
+  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Sigma()[i], 11, 6).Blank();
+  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Wert(i).Redundanz(), 6, 2).Blank();
+  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Wert(i).Testwert(), 5, 2).Blank();
+  return line.Finish(*this);
+}
+
+}  // namespace vermo

@@ -1,0 +1,56 @@
+#include "observations/messung_obko.h"
+
+#include "checks/language.h"
+#include "observations/point_node.h"
+#include "observations/protocol_line.h"
+#include "unknowns/network_settings.h"
+
+#include <optional>
+
+namespace vermo {
+
+void MessungObko::SetWeights(const NetworkSettings& settings) {
+  for (std::uint32_t i = 0; i < 3; ++i) SetWeight(i, settings.S0Apriori(), fSigma[i]);
+}
+
+std::string MessungObko::GetDescription() const {
+  return ByLanguage("Objektkoordinate Punkt ", "Object coordinate point ") + GetIdentText();
+}
+
+std::string MessungObko::GetIdentText() const { return std::to_string(Nummer()); }
+
+bool MessungObko::ObservationEquations(EquationBlock& equations) {
+  equations.Reset(Dimension());
+  if (!IsActive() || fPunkt == nullptr) return false;
+  if (fBezug != nullptr && !fBezug->IsActive()) return false;
+
+  const PointNode point(*fPunkt);
+  const MatObject<ostra_bundle::VektorD<3>>* root = point.Root();
+  std::optional<IntoImageNode> intoFrame;
+  if (fBezug != nullptr) root = intoFrame.emplace(*fBezug, root).Root();
+
+  ostra_bundle::VektorD<3> computed;
+  root->Value(computed);
+  VectorJacobian jacobian;
+  root->Derivatives(jacobian);
+  for (std::uint32_t i = 0; i < 3; ++i) {
+    AppendToDesignRow(jacobian, i, equations.rows[i]);
+    AppendComponent(equations, i, (*this)[i] - computed[i]);
+  }
+  return true;
+}
+
+bool MessungObko::IsUsable() const { return IsConnected() && fPunkt->IsActive(); }
+
+std::string MessungObko::GetProtocolLine() const {
+  ProtocolLine line;
+  line.Number(Nummer(), 8).Blank().Ordinal(*this);
+  // The width goes to the first number of a run; the others stand next to it without a blank.
+  line.Value((*this)[0], 12, 4).Value((*this)[1]).Value((*this)[2]);
+  line.Value(Wert(0).Residuum(), 9, 4).Value(Wert(1).Residuum()).Value(Wert(2).Residuum());
+  line.Value(Wert(0).Redundanz()).Value(Wert(1).Redundanz()).Value(Wert(2).Redundanz());
+  line.Value(Wert(0).Testwert()).Value(Wert(1).Testwert()).Value(Wert(2).Testwert());
+  return line.Finish(*this);
+}
+
+}  // namespace vermo

@@ -1,0 +1,53 @@
+#include "observations/messung_strecke.h"
+
+#include "checks/language.h"
+#include "observations/point_node.h"
+#include "observations/protocol_line.h"
+#include "unknowns/network_settings.h"
+
+namespace vermo {
+
+void MessungStrecke::SetWeights(const NetworkSettings& settings) {
+  SetWeight(0, settings.S0Apriori(), fSigma);
+}
+
+std::string MessungStrecke::GetDescription() const {
+  return ByLanguage("Strecke ", "Distance ") + GetIdentText();
+}
+
+std::string MessungStrecke::GetIdentText() const {
+  return std::to_string(fPunkt1Nummer) + " - " + std::to_string(fPunkt2Nummer);
+}
+
+bool MessungStrecke::ObservationEquations(EquationBlock& equations) {
+  equations.Reset(Dimension());
+  if (!IsActive() || !IsUsable()) return false;
+
+  const PointNode a(*fPunkt1);
+  const PointNode b(*fPunkt2);
+  MatDistance3D distance;
+  distance.SetLeft(a.Root());
+  distance.SetRight(b.Root());
+
+  double computed = 0.0;
+  distance.Value(computed);
+  ScalarJacobian jacobian;
+  distance.Derivatives(jacobian);
+  AppendToDesignRow(jacobian, 0, equations.rows[0]);
+  AppendComponent(equations, 0, fStrecke - computed);
+  return true;
+}
+
+bool MessungStrecke::IsUsable() const {
+  return IsConnected() && fPunkt1->IsActive() && fPunkt2->IsActive();
+}
+
+std::string MessungStrecke::GetProtocolLine() const {
+  ProtocolLine line;
+  line.Number(fPunkt1Nummer, 6).Blank().Number(fPunkt2Nummer, 6).Blank().Ordinal(*this);
+  line.Value(fStrecke, 11, 4).Blank().Value(fSigma, 11, 4);
+  line.Value(Wert(0).Redundanz(), 8, 4).Blank().Value(Wert(0).Testwert(), 5, 2).Blank();
+  return line.Finish(*this);
+}
+
+}  // namespace vermo
