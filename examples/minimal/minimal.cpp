@@ -1,4 +1,4 @@
-// A point measured twice: the smallest adjustment there is.
+// A point measured three times: the smallest adjustment there is.
 #include <cstdio>
 #include <xyz_api.h>
 
