@@ -9,7 +9,7 @@ namespace vermo {
 template <std::size_t N>
 struct Utf8Literal {
   char bytes[N];
-  consteval Utf8Literal(const char (&text)[N]) {  // NOLINT(google-explicit-constructor)
+  constexpr Utf8Literal(const char (&text)[N]) {  // NOLINT(google-explicit-constructor)
     for (std::size_t i = 0; i < N; ++i) bytes[i] = text[i];
   }
 };
@@ -20,7 +20,7 @@ template <Utf8Literal Text>
 struct Latin1Text {
   static constexpr std::size_t kSize = sizeof(Text.bytes);
 
-  static consteval std::array<char, kSize> Convert() {
+  static constexpr std::array<char, kSize> Convert() {
     std::array<char, kSize> result{};
     std::size_t out = 0;
     for (std::size_t in = 0; in + 1 < kSize; ++in) {
@@ -42,7 +42,7 @@ struct Latin1Text {
 
 // "Bündel"_latin1: a NUL-terminated text of static lifetime.
 template <Utf8Literal Text>
-consteval const char* operator""_latin1() {
+constexpr const char* operator""_latin1() {
   return Latin1Text<Text>::kBytes.data();
 }
 

@@ -72,7 +72,10 @@ class CEnvelopeRow {
 // A symmetric matrix, lower triangle by rows. The element (i, j), j not above i, lies in row i.
 class CEnvelopeMatrix {
  public:
+  CEnvelopeMatrix() = default;
   virtual ~CEnvelopeMatrix() = default;
+  CEnvelopeMatrix(CEnvelopeMatrix&&) = default;
+  CEnvelopeMatrix& operator=(CEnvelopeMatrix&&) = default;
 
   [[nodiscard]] std::uint32_t Rows() const noexcept { return fSize; }
   // n empty rows; their buffers are kept.

@@ -61,8 +61,8 @@ class NormalSystem {
 
  protected:
   NormalSystem() = default;
-  NormalSystem(const NormalSystem&) = default;
-  NormalSystem& operator=(const NormalSystem&) = default;
+  NormalSystem(NormalSystem&&) = default;
+  NormalSystem& operator=(NormalSystem&&) = default;
 };
 
 }  // namespace vermo

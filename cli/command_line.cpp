@@ -1,0 +1,69 @@
+#include "command_line.h"
+
+#include "adjust_command.h"
+#include "exit_status.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <fmt/format.h>
+#include <fmt/ostream.h>
+#include <new>
+#include <string>
+#include <xyz_api.h>
+
+namespace cardo {
+namespace {
+
+std::string VersionText() {
+  gXYZ_sVersion version{};
+  XYZ_GetVersion(&version);
+  return fmt::format(
+      "cardo-bundle {}.{}.{} ({})", version.Major, version.Minor, version.Patch, version.Name);
+}
+
+CLI::App* AddAdjust(CLI::App& program, AdjustOptions& options) {
+  CLI::App* command =
+      program.add_subcommand("adjust", "Adjust the network of a job folder and write the results");
+  command->add_option("JOB", options.job, "Folder with job.toml and the tables")->required();
+  command->add_option("-o,--output", options.output, "Folder of the results [JOB/results]")
+      ->type_name("DIR");
+  command->add_option("--protocol", options.protocol, "File of the protocol [DIR/protocol.htm]")
+      ->type_name("FILE");
+  command->add_option("--set", options.settings, "A setting that overrides job.toml, repeatable")
+      ->type_name("NAME=VALUE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command->add_flag("-q,--quiet", options.quiet, "No progress and no summary");
+  return command;
+}
+
+int Execute(int argc, const char* const* argv, const Console& console) {
+  CLI::App program("Photogrammetric bundle block adjustment", "cardo-bundle");
+  program.set_version_flag("--version", VersionText);
+  program.require_subcommand(1);
+  AdjustOptions adjustOptions;
+  const CLI::App* adjust = AddAdjust(program, adjustOptions);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const int code = program.exit(error, console.out, console.err);
+    return code == 0 ? kExitOk : kExitBadInput;
+  }
+  if (adjust->parsed()) return Adjust(adjustOptions, console);
+  return kExitBadInput;
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, const char* const* argv, const Console& console) {
+  try {
+    return Execute(argc, argv, console);
+  } catch (const std::bad_alloc&) {
+    fmt::print(console.err, "cardo-bundle: not enough memory for this job\n");
+  } catch (const std::exception& error) {
+    fmt::print(console.err, "cardo-bundle: {}\n", error.what());
+  }
+  return kExitRunFailed;
+}
+
+}  // namespace cardo

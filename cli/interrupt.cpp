@@ -1,0 +1,22 @@
+#include "interrupt.h"
+
+#include <csignal>
+
+namespace cardo {
+namespace {
+
+std::atomic<bool> interrupted = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may set it");
+
+extern "C" void OnInterrupt(int /*signal*/) { interrupted = true; }
+
+}  // namespace
+
+void CatchInterrupts() noexcept {
+  std::signal(SIGINT, OnInterrupt);
+  std::signal(SIGTERM, OnInterrupt);
+}
+
+std::atomic<bool>& InterruptFlag() noexcept { return interrupted; }
+
+}  // namespace cardo

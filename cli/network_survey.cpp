@@ -1,0 +1,192 @@
+#include "network_survey.h"
+
+#include "image_records.h"
+#include "record_flags.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <fmt/format.h>
+#include <map>
+#include <memory>
+#include <numeric>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <xyz_api.h>
+
+namespace cardo {
+namespace {
+
+// Sets of nodes that observations join.
+class Parts {
+ public:
+  std::size_t Add() {
+    fParents.push_back(fParents.size());
+    return fParents.size() - 1;
+  }
+  void Join(std::size_t a, std::size_t b) { fParents[Root(a)] = Root(b); }
+  std::size_t Root(std::size_t node) {
+    while (fParents[node] != node) {
+      fParents[node] = fParents[fParents[node]];
+      node = fParents[node];
+    }
+    return node;
+  }
+
+ private:
+  std::vector<std::size_t> fParents;
+};
+
+struct Point {
+  std::size_t node;
+  bool isVariable;
+  bool isMeasured;
+  std::unordered_set<std::int32_t> images;
+};
+
+struct Image {
+  std::size_t node;
+  std::int32_t camera;
+  bool isVariable;
+  std::size_t rays;
+};
+
+class Surveyor {
+ public:
+  explicit Surveyor(void* job) : fJob(job) {}
+
+  NetworkSurvey Survey() {
+    TakeImages();
+    TakePoints();
+    TakeImageCoordinates();
+    TakeMeasuredCoordinates();
+    TakeDistances();
+    return Judge();
+  }
+
+ private:
+  void TakeImages() {
+    for (const sXYZ_ExteriorOrient2& image : ReadImagesAsMatrices(fJob)) {
+      if ((image.Flags & kActive) == 0) continue;
+      const bool isVariable = (image.Flags & kFixed) == 0;
+      fImages[image.Id] = {fParts.Add(), image.IorId, isVariable, 0};
+      if (!isVariable) ++fSurvey.fixedImages;
+    }
+    sXYZ_RelativeOrientation orientation{};
+    for (int i = 0; i < XYZ_GetRelativeOrientationCnt(fJob); ++i) {
+      if (XYZ_GetRelativeOrientationAt(fJob, i, &orientation) != eXYZ_Ok) continue;
+      fOrientations[orientation.Id] = {orientation.EorId, orientation.BaseEorId};
+    }
+  }
+
+  void TakePoints() {
+    sXYZ_ObjectCoord point{};
+    for (int i = 0; i < XYZ_GetObjectCoordCnt(fJob); ++i) {
+      if (XYZ_GetObjectCoordAt(fJob, i, &point) != eXYZ_Ok || (point.Flags & kActive) == 0)
+        continue;
+      const bool isVariable = (point.Flags & kFixed) == 0;
+      const Point& taken = (fPoints[point.Id] = {fParts.Add(), isVariable, false, {}});
+      if (!isVariable) ++fSurvey.fixedPoints;
+      const auto reference = fImages.find(point.ReferenceEor);
+      if (reference != fImages.end()) fParts.Join(taken.node, reference->second.node);
+    }
+  }
+
+  void TakeRay(const Point& point, std::int32_t imageId) {
+    const auto image = fImages.find(imageId);
+    if (image == fImages.end()) return;
+    ++image->second.rays;
+    fParts.Join(point.node, image->second.node);
+  }
+
+  void TakeImageCoordinates() {
+    sXYZ_PictureCoord ray{};
+    for (int i = 0; i < XYZ_GetPictureCoordCnt(fJob); ++i) {
+      if (XYZ_GetPictureCoordsAt(fJob, i, &ray) != eXYZ_Ok || !IsUsed(ray.Flags)) continue;
+      const auto point = fPoints.find(ray.PointId);
+      if (point == fPoints.end()) continue;
+      point->second.images.insert(ray.EorId);
+      const auto relative = fOrientations.find(ray.EorId);
+      if (relative == fOrientations.end()) {
+        TakeRay(point->second, ray.EorId);
+      } else {
+        TakeRay(point->second, relative->second.first);
+        TakeRay(point->second, relative->second.second);
+      }
+    }
+  }
+
+  void TakeMeasuredCoordinates() {
+    sXYZ_MeasuredObjectCoord measured{};
+    for (int i = 0; i < XYZ_GetMeasuredObjectCoordCnt(fJob); ++i) {
+      if (XYZ_GetMeasuredObjectCoordAt(fJob, i, &measured) != eXYZ_Ok) continue;
+      const auto point = fPoints.find(measured.PointId);
+      if (!IsUsed(measured.Flags) || point == fPoints.end()) continue;
+      point->second.isMeasured = true;
+      ++fSurvey.measuredPoints;
+      const auto reference = fImages.find(measured.ReferenceEor);
+      if (reference != fImages.end()) fParts.Join(point->second.node, reference->second.node);
+    }
+  }
+
+  void TakeDistances() {
+    sXYZ_Distance distance{};
+    for (int i = 0; i < XYZ_GetDistanceCnt(fJob); ++i) {
+      if (XYZ_GetDistanceAt(fJob, i, &distance) != eXYZ_Ok || !IsUsed(distance.Flags)) continue;
+      const auto first = fPoints.find(distance.Point1);
+      const auto second = fPoints.find(distance.Point2);
+      if (first == fPoints.end() || second == fPoints.end()) continue;
+      fParts.Join(first->second.node, second->second.node);
+      ++fSurvey.distances;
+    }
+  }
+
+  NetworkSurvey Judge() {
+    for (const auto& [id, point] : fPoints) {
+      if (point.isVariable && !point.isMeasured && point.images.size() < 2) {
+        fSurvey.weakPoints.push_back(id);
+      }
+    }
+    std::map<std::int32_t, std::size_t> raysOfCamera;
+    std::map<std::size_t, std::vector<std::int32_t>> parts;
+    for (const auto& [id, image] : fImages) {
+      if (image.isVariable && image.rays < 3) fSurvey.weakImages.push_back(id);
+      raysOfCamera[image.camera] += image.rays;
+      parts[fParts.Root(image.node)].push_back(id);
+    }
+    for (auto& [root, images] : parts) fSurvey.parts.push_back(std::move(images));
+    std::sort(fSurvey.parts.begin(), fSurvey.parts.end());
+    auto camera = std::make_unique<sXYZ_InteriorOrient>();
+    for (int i = 0; i < XYZ_GetInteriorOrientCnt(fJob); ++i) {
+      if (XYZ_GetInteriorOrientAt(fJob, i, camera.get()) != eXYZ_Ok) continue;
+      const bool isVariable = (camera->Flags & (kActive | kFixed)) == kActive;
+      if (isVariable && raysOfCamera[camera->Id] == 0) fSurvey.unusedCameras.push_back(camera->Id);
+    }
+    fSurvey.hasControl =
+        fSurvey.fixedPoints > 0 || fSurvey.fixedImages > 0 || fSurvey.measuredPoints > 0;
+    return std::move(fSurvey);
+  }
+
+  void* fJob;
+  Parts fParts;
+  std::map<std::int32_t, Image> fImages;
+  std::map<std::int32_t, Point> fPoints;
+  std::unordered_map<std::int32_t, std::pair<std::int32_t, std::int32_t>> fOrientations;
+  NetworkSurvey fSurvey;
+};
+
+}  // namespace
+
+NetworkSurvey SurveyNetwork(void* job) { return Surveyor(job).Survey(); }
+
+std::string ListOfIds(const std::vector<std::int32_t>& ids) {
+  constexpr std::size_t kShown = 10;
+  std::string list;
+  for (std::size_t i = 0; i < std::min(ids.size(), kShown); ++i) {
+    list += fmt::format("{}{}", i == 0 ? "" : ", ", ids[i]);
+  }
+  if (ids.size() > kShown) list += fmt::format(" and {} more", ids.size() - kShown);
+  return list;
+}
+
+}  // namespace cardo

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace cardo {
+
+// What about a network can leave its normal equations without a solution, by the user's ids.
+// Only what is active now counts, and observations that are active and no outliers.
+struct NetworkSurvey {
+  // Variable points seen by fewer than two images and not measured.
+  std::vector<std::int32_t> weakPoints;
+  // Variable images with fewer than three points.
+  std::vector<std::int32_t> weakImages;
+  // Variable cameras whose images have no points.
+  std::vector<std::int32_t> unusedCameras;
+  // Images of each part of the network; parts share no observation. Parts without images are not
+  // counted.
+  std::vector<std::vector<std::int32_t>> parts;
+  // Something holds the network in space: fixed points or images, or measured coordinates.
+  bool hasControl = false;
+  int fixedPoints = 0;
+  int fixedImages = 0;
+  int measuredPoints = 0;
+  int distances = 0;
+};
+
+[[nodiscard]] NetworkSurvey SurveyNetwork(void* job);
+
+// "3, 7, 12 and 5 more"
+[[nodiscard]] std::string ListOfIds(const std::vector<std::int32_t>& ids);
+
+}  // namespace cardo

@@ -1,0 +1,173 @@
+#include "summary.h"
+#include "text_encoding.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace cardo {
+namespace {
+
+// Every image of a small network, the worst of a large one.
+constexpr std::size_t kAllImages = 60;
+constexpr std::size_t kWorstImages = 20;
+constexpr std::size_t kStrongestCorrelations = 5;
+
+class SummaryWriter {
+ public:
+  explicit SummaryWriter(const Summary& summary) : fSummary(summary) {}
+
+  std::string Text() {
+    Title();
+    Numbers();
+    for (const CameraSummary& camera : fSummary.cameraList) Camera(camera);
+    Images();
+    Points();
+    return fmt::to_string(fText);
+  }
+
+ private:
+  template <class... Arguments>
+  void Print(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
+    fmt::format_to(std::back_inserter(fText), format, std::forward<Arguments>(arguments)...);
+  }
+
+  // " [mm]" or nothing.
+  static std::string InUnit(const std::string& unit) {
+    return unit.empty() ? "" : fmt::format(" [{}]", unit);
+  }
+
+  void Title() {
+    if (fSummary.title.empty()) return;
+    Print("{}\n{}\n\n", fSummary.title, std::string(CountCharacters(fSummary.title), '='));
+  }
+
+  void Numbers() {
+    const Summary& s = fSummary;
+    if (s.iterations == 0) {
+      Print("No iteration was asked for (max_iterations = 0); nothing has been adjusted.\n\n");
+    } else if (!s.converged) {
+      Print(
+          "NOT CONVERGED: the limit of {} iterations was reached; standard deviations and\n"
+          "redundancy numbers are missing or not of the last system.\n\n",
+          s.maxIterations);
+    }
+    Print("S0 a posteriori {:>12.6g}    a priori {:.6g}, ratio {:.3f}\n",
+          s.s0,
+          s.s0Apriori,
+          s.s0 / s.s0Apriori);
+    Print("Observations    {:>12}    Unknowns    {:>8}\n", s.observations, s.unknowns);
+    Print("Constraints     {:>12}    Redundancy  {:>8}\n", s.constraints, s.redundancy);
+    Print("Iterations      {:>12}    Outliers    {:>8}\n", s.iterations, s.outliers);
+    Print(
+        "Cameras {} of {}, images {} of {}, points {} of {} active; image coordinates used {} of "
+        "{}; {:.2f} s\n",
+        s.activeCameras,
+        s.cameras,
+        s.activeImages,
+        s.images,
+        s.activePoints,
+        s.points,
+        s.imageCoordinates - s.unusedImageCoordinates,
+        s.imageCoordinates,
+        s.seconds);
+  }
+
+  void Camera(const CameraSummary& camera) {
+    Print("\nCamera {}{}\n", camera.id, InUnit(fSummary.imageUnit));
+    Print("{:>6} {:>18} {:>12}\n", "", "value", "std. dev.");
+    for (const CameraParameterSummary& parameter : camera.parameters) {
+      if (parameter.isEstimated) {
+        Print("{:>6} {:>18.9g} {:>12.3g}\n", parameter.name, parameter.value, parameter.sigma);
+      } else if (parameter.value != 0.0) {
+        Print("{:>6} {:>18.9g} {:>12}\n", parameter.name, parameter.value, "fixed");
+      }
+    }
+    if (camera.correlations.empty()) return;
+    Print("  strongest correlations:");
+    const std::size_t shown = std::min(kStrongestCorrelations, camera.correlations.size());
+    for (std::size_t i = 0; i < shown; ++i) {
+      const CorrelationSummary& correlation = camera.correlations[i];
+      Print("{} {}-{} {:.3f}",
+            i == 0 ? "" : ",",
+            correlation.first,
+            correlation.second,
+            correlation.value);
+    }
+    Print("\n");
+  }
+
+  void Images() {
+    std::vector<ImageSummary> images = fSummary.imageList;
+    if (images.empty()) return;
+    if (images.size() <= kAllImages) {
+      Print("\nImages, residuals{}\n", InUnit(fSummary.imageUnit));
+    } else {
+      std::stable_sort(
+          images.begin(), images.end(), [](const ImageSummary& a, const ImageSummary& b) {
+            return std::hypot(a.rmsX, a.rmsY) > std::hypot(b.rmsX, b.rmsY);
+          });
+      images.resize(kWorstImages);
+      Print("\nImages with the largest residuals{}, {} of {}\n",
+            InUnit(fSummary.imageUnit),
+            images.size(),
+            fSummary.imageList.size());
+    }
+    Print("{:>10} {:>7} {:>8} {:>11} {:>11} {:>11} {:>10}\n",
+          "image",
+          "rays",
+          "outliers",
+          "rms vx",
+          "rms vy",
+          "largest",
+          "at point");
+    for (const ImageSummary& image : images) {
+      Print("{:>10} {:>7} {:>8}", image.id, image.rays, image.outliers);
+      if (image.rays > 0) {
+        Print(" {:>11.3g} {:>11.3g} {:>11.3g} {:>10}",
+              image.rmsX,
+              image.rmsY,
+              image.largest,
+              image.largestPoint);
+      }
+      Print("\n");
+    }
+  }
+
+  void Points() {
+    const PointsSummary& points = fSummary.pointSummary;
+    if (points.active == 0) return;
+    Print("\nPoints{}: {} estimated, {} fixed\n",
+          InUnit(fSummary.lengthUnit),
+          points.estimated,
+          points.fixed);
+    if (points.worst.empty()) return;
+    Print("{:>10} {:>7} {:>11} {:>11} {:>11}\n", "", "rays", "sx", "sy", "sz");
+    Print("{:>10} {:>7} {:>11.3g} {:>11.3g} {:>11.3g}\n",
+          "rms",
+          "",
+          points.rmsSx,
+          points.rmsSy,
+          points.rmsSz);
+    Print("  worst points:\n");
+    for (const PointSummary& point : points.worst) {
+      Print("{:>10} {:>7} {:>11.3g} {:>11.3g} {:>11.3g}\n",
+            point.id,
+            point.rays,
+            point.sx,
+            point.sy,
+            point.sz);
+    }
+  }
+
+  const Summary& fSummary;
+  fmt::memory_buffer fText;
+};
+
+}  // namespace
+
+std::string SummaryText(const Summary& summary) { return SummaryWriter(summary).Text(); }
+
+}  // namespace cardo

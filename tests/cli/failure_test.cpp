@@ -1,0 +1,122 @@
+#include "cli/job_scene.h"
+#include "failure_help.h"
+#include "network_survey.h"
+#include "run.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <xyz_api.h>
+
+namespace cardo {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+std::string Describe(int status, std::optional<ProtocolFailure> failure = {}) {
+  RunOutcome outcome;
+  outcome.status = status;
+  outcome.failure = std::move(failure);
+  return DescribeFailure(outcome, NetworkSurvey{}, JobFile{});
+}
+
+TEST(ProtocolFailure, IsFoundInBothLanguages) {
+  const auto german = FindFailure(
+      "text\n<h3>Abbruch: Fehler -12003 - Ung\xFCltige Parameter</h3>\n\n\n<h3>Berechnung nicht");
+  ASSERT_TRUE(german);
+  EXPECT_EQ(german->code, -12003);
+  EXPECT_EQ(german->text, "Ung\xC3\xBCltige Parameter");
+  const auto english = FindFailure("<h3>Abbort: Error -39007 - </h3>\n\n");
+  ASSERT_TRUE(english);
+  EXPECT_EQ(english->code, -39007);
+  EXPECT_EQ(english->text, "");
+  EXPECT_FALSE(FindFailure(""));
+  EXPECT_FALSE(FindFailure("<h3>Abbort: Error x"));
+}
+
+TEST(FailureHelp, NamesStatusCodeAndWhatToDo) {
+  EXPECT_THAT(Describe(eXYZ_CalcFailed, ProtocolFailure{-12006, "no unknown"}),
+              StartsWith("the run failed: eXYZ_CalcFailed (status 8), error -12006 - no unknown\n"
+                         "There is nothing to estimate"));
+  EXPECT_THAT(Describe(eXYZ_NoProgress, ProtocolFailure{-12009, "x"}),
+              HasSubstr("eXYZ_NoProgress (status 20), error -12009 - x\nThe iterations make no "
+                        "progress"));
+  EXPECT_THAT(Describe(eXYZ_LineCoordsWithPrincipalPoint), HasSubstr("projection of its own"));
+  EXPECT_THAT(Describe(99), StartsWith("the run failed: 99 (status 99)\n"));
+}
+
+TEST(FailureHelp, EveryKnownCodeHasItsAdvice) {
+  const std::string unknown = Describe(eXYZ_CalcFailed, ProtocolFailure{-1, ""});
+  const std::string advice = unknown.substr(unknown.find('\n'));
+  for (const int code :
+       {-12003, -12004, -12006, -12007, -12008, -12011, -13001, -39004, -41001, -9999}) {
+    EXPECT_THAT(Describe(eXYZ_CalcFailed, ProtocolFailure{code, ""}), Not(HasSubstr(advice)))
+        << code;
+  }
+}
+
+TEST(FailureHelp, SingularSystemNamesSuspects) {
+  NetworkSurvey survey;
+  survey.weakPoints = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+  survey.weakImages = {7};
+  survey.unusedCameras = {3};
+  survey.parts = {{1, 2}, {5}};
+  RunOutcome outcome;
+  outcome.status = eXYZ_SingularSystem;
+  JobFile job;
+  job.parameters["datum"] = 0x3F00;
+  const std::string text = DescribeFailure(outcome, survey, job);
+  EXPECT_THAT(text, HasSubstr("eXYZ_SingularSystem (status 23)"));
+  EXPECT_THAT(text, HasSubstr("datum lacks \"scale\""));
+  EXPECT_THAT(text, HasSubstr("falls into 2 parts"));
+  EXPECT_THAT(text, HasSubstr("    images 1, 2\n    images 5\n"));
+  EXPECT_THAT(text, HasSubstr("fewer than two images: 1, 2, 3, 4, 5, 6, 7, 8, 9, 10 and 2 more\n"));
+  EXPECT_THAT(text, HasSubstr("Images with fewer than three points: 7\n"));
+  EXPECT_THAT(text, HasSubstr("Cameras without an image that has points: 3\n"));
+
+  NetworkSurvey sound;
+  sound.hasControl = true;
+  EXPECT_THAT(DescribeFailure(outcome, sound, job), HasSubstr("Nothing of the usual kind"));
+}
+
+TEST(NetworkSurvey, FindsWhatIsWeak) {
+  test::JobScene scene;
+  ASSERT_THAT(scene.Messages(), IsEmpty());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job());
+  // Point 10 is measured, 11 and 12 are seen once; the relative orientation joins both images.
+  EXPECT_THAT(survey.weakPoints, ElementsAre(11, 12));
+  EXPECT_THAT(survey.weakImages, ElementsAre(1, 2));
+  EXPECT_THAT(survey.unusedCameras, IsEmpty());
+  EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1, 2)));
+  EXPECT_TRUE(survey.hasControl);
+  EXPECT_EQ(survey.measuredPoints, 1);
+  EXPECT_EQ(survey.distances, 1);
+}
+
+TEST(NetworkSurvey, FindsPartsThatNothingConnects) {
+  test::JobScene scene;
+  scene.Remove("relative_orientations.csv");
+  scene.Remove("distances.csv");
+  scene.Remove("measured_coordinates.csv");
+  scene.Write("cameras.csv", "id,ck,estimate\n1,-7,ck\n2,-7,ck\n");
+  scene.Write("image_coordinates.csv",
+              "point,image,x,y,outlier\n10,1,0,0,0\n11,2,0,0,0\n10,2,0,0,1\n");
+  ASSERT_THAT(scene.Messages(), IsEmpty());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job());
+  EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1), ElementsAre(2)));
+  EXPECT_THAT(survey.weakPoints, ElementsAre(10, 11, 12));
+  EXPECT_THAT(survey.unusedCameras, ElementsAre(2));
+  EXPECT_FALSE(survey.hasControl);
+}
+
+TEST(NetworkSurvey, ListsIds) {
+  EXPECT_EQ(ListOfIds({}), "");
+  EXPECT_EQ(ListOfIds({4, 5}), "4, 5");
+}
+
+}  // namespace
+}  // namespace cardo
