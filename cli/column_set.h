@@ -61,7 +61,7 @@ class ColumnSet {
   // The key of a record of another table. An optional one defaults to none, -1.
   ColumnSet& Reference(std::string name,
                        std::int32_t Record::*member,
-                       std::vector<std::string> tables,
+                       const std::vector<std::string>& tables,
                        ColumnNeed need = ColumnNeed::kRequired) {
     Id(std::move(name), member);
     Column& column = fColumns.back();
@@ -70,7 +70,7 @@ class ColumnSet {
       column.info.defaultText = "none";
       fDefaults.*member = -1;
     }
-    column.references = std::move(tables);
+    column.references = tables;
     column.id = member;
     return *this;
   }

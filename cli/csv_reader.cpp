@@ -22,11 +22,9 @@ bool IsBlank(char c) noexcept { return c == ' ' || c == '\t'; }
 std::size_t CountLineEnds(std::string_view text) noexcept {
   std::size_t count = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\n') {
-      ++count;
-    } else if (text[i] == '\r' && (i + 1 == text.size() || text[i + 1] != '\n')) {
-      ++count;
-    }
+    const bool lineFeed = text[i] == '\n';
+    const bool loneReturn = text[i] == '\r' && (i + 1 == text.size() || text[i + 1] != '\n');
+    if (lineFeed || loneReturn) ++count;
   }
   return count;
 }

@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 
 std::vector<std::string> FileNames(const std::vector<std::unique_ptr<Table>>& tables) {
   std::vector<std::string> names;
+  names.reserve(tables.size());
   for (const auto& table : tables) names.push_back(table->FileName());
   return names;
 }

@@ -11,6 +11,7 @@ namespace {
 
 std::vector<std::string> NamesOf(const std::vector<ColumnInfo>& columns) {
   std::vector<std::string> names;
+  names.reserve(columns.size());
   for (const ColumnInfo& column : columns) names.push_back(column.name);
   return names;
 }

@@ -19,6 +19,7 @@ namespace {
 
 std::vector<std::string> ParameterNamesOfCamera() {
   std::vector<std::string> names;
+  names.reserve(std::size(kCameraParameters));
   for (const CameraParameter& parameter : kCameraParameters) names.emplace_back(parameter.name);
   return names;
 }

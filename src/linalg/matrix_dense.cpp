@@ -17,12 +17,12 @@ constexpr double kSmallestRow = 1e-15;
 
 double& CMatrixSlice::At(std::uint32_t row, std::uint32_t column) {
   if (row > fRows || column > fCols) throw KlException(failure::kMatrixIndex);
-  return fData[std::size_t{row} * fRowStride + std::size_t{column} * fColStride];
+  return fData[Offset(row, column)];
 }
 
 double CMatrixSlice::At(std::uint32_t row, std::uint32_t column) const {
   if (row > fRows || column > fCols) throw KlException(failure::kMatrixIndex);
-  return fData[std::size_t{row} * fRowStride + std::size_t{column} * fColStride];
+  return fData[Offset(row, column)];
 }
 
 CVektorSlice CMatrixSlice::Row(std::uint32_t row) noexcept {
@@ -102,7 +102,7 @@ std::int32_t CMatrix::Allocate(std::uint32_t rows, std::uint32_t cols) noexcept 
 std::int32_t CMatrix::Copy(const CMatrixSlice& source) noexcept {
   if (const std::int32_t code = Allocate(source.Rows(), source.Cols()); code != 0) return code;
   for (std::uint32_t r = 0; r < fRows; ++r)
-    for (std::uint32_t c = 0; c < fCols; ++c) At(r, c) = source.At(r, c);
+    for (std::uint32_t c = 0; c < fCols; ++c) fData[Offset(r, c)] = source.Element(r, c);
   return 0;
 }
 

@@ -21,6 +21,10 @@ class CMatrixSlice {
   [[nodiscard]] double& At(std::uint32_t row, std::uint32_t column);
   [[nodiscard]] double At(std::uint32_t row, std::uint32_t column) const;
 
+  // Without a bounds test.
+  [[nodiscard]] double Element(std::uint32_t row, std::uint32_t column) const noexcept {
+    return fData[Offset(row, column)];
+  }
   // View of a row; no bounds test.
   [[nodiscard]] CVektorSlice Row(std::uint32_t row) noexcept;
 
@@ -35,6 +39,9 @@ class CMatrixSlice {
 
  protected:
   CMatrixSlice() = default;
+  [[nodiscard]] std::size_t Offset(std::uint32_t row, std::uint32_t column) const noexcept {
+    return std::size_t{row} * fRowStride + std::size_t{column} * fColStride;
+  }
 
   double* fData = nullptr;
   std::uint32_t fRows = 0;

@@ -48,6 +48,8 @@ void CVektorSlice::Normalize() {
   for (std::uint32_t i = 0; i < fSize; ++i) (*this)[i] /= norm;
 }
 
+// A copy has a buffer of its own, so the base must not take the source's.
+// NOLINTNEXTLINE(bugprone-copy-constructor-init,readability-redundant-member-init)
 CVektor::CVektor(const CVektor& source) : CVektorSlice() {
   if (source.fTemporary) {
     Take(source);
@@ -56,7 +58,7 @@ CVektor::CVektor(const CVektor& source) : CVektorSlice() {
   }
 }
 
-CVektor::CVektor(CVektor&& source) noexcept : CVektorSlice() { Take(source); }
+CVektor::CVektor(CVektor&& source) noexcept { Take(source); }
 
 CVektor::~CVektor() { delete[] fData; }
 

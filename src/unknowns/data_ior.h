@@ -27,7 +27,7 @@ struct NormalisingRadius {
 class DataIor final : public Data {
  public:
   enum Parameter : unsigned { kCk, kXh, kYh, kA1, kA2, kA3, kB1, kB2, kC1, kC2, kAz1, kAz2, kAz3 };
-  static constexpr unsigned kParameters = 13;
+  static constexpr std::size_t kParameters = 13;
   using ParameterValues = std::array<double, kParameters>;
   using Mask = std::bitset<kParameters>;
 
