@@ -51,14 +51,11 @@ class Elimination {
  private:
   // Rows whose span begins at column i join the active ones, which stay in ascending order.
   void ActivateRows(std::uint32_t i) {
-    fW.starting.clear();
-    for (std::uint32_t j = fW.firstWithColumn[i]; j != kNone; j = fW.nextWithColumn[j])
-      if (fN.Row(j).First() == i) fW.starting.push_back(j);
-    if (fW.starting.empty()) return;
-    const auto middle = static_cast<std::ptrdiff_t>(fW.active.size());
-    fW.active.insert(fW.active.end(), fW.starting.begin(), fW.starting.end());
-    std::inplace_merge(fW.active.begin(), fW.active.begin() + middle, fW.active.end());
-    fW.active.erase(std::unique(fW.active.begin(), fW.active.end()), fW.active.end());
+    for (std::uint32_t j = fW.firstWithColumn[i]; j != kNone; j = fW.nextWithColumn[j]) {
+      if (fN.Row(j).First() != i) continue;
+      const auto place = std::lower_bound(fW.active.begin(), fW.active.end(), j);
+      if (place == fW.active.end() || *place != j) fW.active.insert(place, j);
+    }
   }
 
   // True when the diagonal is exactly 0, or when some element c of its column makes one of
@@ -183,9 +180,15 @@ void Factorize(CEnvelopeMatrix& n,
 }
 
 CVektor Solve(const CEnvelopeMatrix& f, const CVektor& d, const CVektor& rhs) {
-  if (f.Rows() != rhs.Size()) throw KlException(failure::kSizesDiffer);
   CVektor solution;
-  static_cast<void>(solution.Allocate(rhs.Size()));
+  SolveInto(solution, f, d, rhs);
+  solution.SetTemporary(true);
+  return solution;
+}
+
+void SolveInto(CVektor& solution, const CEnvelopeMatrix& f, const CVektor& d, const CVektor& rhs) {
+  if (f.Rows() != rhs.Size()) throw KlException(failure::kSizesDiffer);
+  if (solution.Size() != rhs.Size()) static_cast<void>(solution.Allocate(rhs.Size()));
   solution.Fill(0.0);
   const std::span<double> x = solution.Span();
   const std::span<const double> b = rhs.Span();
@@ -196,8 +199,6 @@ CVektor Solve(const CEnvelopeMatrix& f, const CVektor& d, const CVektor& rhs) {
     for (std::size_t c = 0; c < elements.size(); ++c) y += elements[c] * b[row.First() + c];
     AddScaled(x.subspan(row.First(), row.Count()), elements, y * d[k]);
   }
-  solution.SetTemporary(true);
-  return solution;
 }
 
 double InverseElement(const CEnvelopeMatrix& f,

@@ -22,10 +22,9 @@ struct FactorizeWorkspace {
   };
   std::vector<std::uint32_t> firstWithColumn;  // rows that begin at a column, as linked lists
   std::vector<std::uint32_t> nextWithColumn;
-  std::vector<std::uint32_t> active;    // rows from the present one on that store its column
-  std::vector<std::uint32_t> starting;  // rows that begin at the present column
-  std::vector<ColumnEntry> column;      // non-zero elements of the present column
-  std::vector<ColumnEntry> factor;      // non-zero elements of the present row of F
+  std::vector<std::uint32_t> active;  // rows from the present one on that store its column
+  std::vector<ColumnEntry> column;    // non-zero elements of the present column
+  std::vector<ColumnEntry> factor;    // non-zero elements of the present row of F
 };
 
 // Replaces N by its pivots on the diagonal and zeros below, F by the transformation and D by the
@@ -39,6 +38,8 @@ void Factorize(CEnvelopeMatrix& n,
 
 // x = transpose(F) D F b, marked temporary. Throws -39004 if the sizes differ.
 [[nodiscard]] CVektor Solve(const CEnvelopeMatrix& f, const CVektor& d, const CVektor& rhs);
+// The same into a vector that keeps its buffer when it has the size.
+void SolveInto(CVektor& solution, const CEnvelopeMatrix& f, const CVektor& d, const CVektor& rhs);
 
 // Element (i, j) of the inverse: the sum over k of F(k, i) D_k F(k, j).
 [[nodiscard]] double InverseElement(const CEnvelopeMatrix& f,

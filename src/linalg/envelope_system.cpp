@@ -42,7 +42,7 @@ void EnvelopeSystem::StoreElement(std::uint32_t row, std::uint32_t column, doubl
 
 void EnvelopeSystem::FactorizeAndSolve(bool pivotSearch) {
   Factorize(fNormal, fFactor, fPivotInverse, pivotSearch, fWorkspace);
-  fSolution = Solve(fFactor, fPivotInverse, fRhs);
+  SolveInto(fSolution, fFactor, fPivotInverse, fRhs);
 }
 
 std::span<const double> EnvelopeSystem::DiagonalCofactors() {
