@@ -1,0 +1,176 @@
+#include "network/object_list.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Allocations until one fails, below 0 when none does.
+long gAllocationsLeft = -1;
+
+void* AllocateOrNull(std::size_t size) noexcept {
+  if (gAllocationsLeft == 0) return nullptr;
+  if (gAllocationsLeft > 0) --gAllocationsLeft;
+  return std::malloc(size == 0 ? 1 : size);
+}
+
+void* Allocate(std::size_t size) {
+  if (void* const memory = AllocateOrNull(size)) return memory;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+// The whole program allocates through these, so that a test can make the k-th allocation fail.
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return AllocateOrNull(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return AllocateOrNull(size);
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace vermo {
+namespace {
+
+struct Item {
+  std::uint32_t id = 0;
+  int value = 0;
+  [[nodiscard]] std::uint32_t Id() const { return id; }
+};
+
+TEST(ObjectList, StartsEmpty) {
+  const ObjectList<Item> list;
+  EXPECT_TRUE(list.IsEmpty());
+  EXPECT_EQ(list.Count(), 0U);
+}
+
+TEST(ObjectList, AddStoresACopyAtTheEnd) {
+  ObjectList<Item> list;
+  Item item{1, 10};
+  Item& first = list.Add(item);
+  item.value = 20;
+  list.Add(item);
+  EXPECT_NE(&first, &item);
+  EXPECT_EQ(list.Count(), 2U);
+  EXPECT_FALSE(list.IsEmpty());
+  EXPECT_EQ(list.At(0).value, 10);
+  EXPECT_EQ(list.At(1).value, 20);
+  EXPECT_EQ(&list.At(0), &first);
+}
+
+TEST(ObjectList, AddressesStayWhileTheListGrows) {
+  ObjectList<Item> list;
+  std::vector<Item*> addresses;
+  for (std::uint32_t i = 0; i < 5000; ++i) addresses.push_back(&list.Add({i, 0}));
+  for (std::uint32_t i = 0; i < 5000; ++i) ASSERT_EQ(&list.At(i), addresses[i]) << i;
+}
+
+TEST(ObjectList, EqualRecordsAreTwoEntries) {
+  ObjectList<Item> list;
+  list.Add({1, 1});
+  list.Add({1, 1});
+  EXPECT_EQ(list.Count(), 2U);
+  EXPECT_NE(&list.At(0), &list.At(1));
+}
+
+TEST(ObjectList, IterationKeepsTheOrderAndReachesTheObjects) {
+  ObjectList<Item> list;
+  for (int i = 0; i < 3; ++i) list.Add({0, i});
+  int expected = 0;
+  for (Item& item : list) {
+    EXPECT_EQ(item.value, expected++);
+    item.value += 100;
+  }
+  EXPECT_EQ(expected, 3);
+  for (const Item& item : std::as_const(list)) EXPECT_EQ(item.value, 100 + expected++ - 3);
+  EXPECT_EQ(expected, 6);
+}
+
+TEST(IndexedList, FindsByIdWhateverTheOrder) {
+  IndexedList<Item> list;
+  list.Add({70, 1});
+  list.Add({5, 2});
+  list.Add({0xFFFFFFFF, 3});
+  EXPECT_EQ(list.Find(5), &list.At(1));
+  EXPECT_EQ(list.Find(70), &list.At(0));
+  EXPECT_EQ(list.Find(0xFFFFFFFF), &list.At(2));
+  EXPECT_TRUE(list.Contains(70));
+  EXPECT_EQ(list.Find(6), nullptr);
+  EXPECT_FALSE(list.Contains(6));
+}
+
+TEST(IndexedList, LaterObjectTakesOverTheIdAndTheEarlierOneStays) {
+  IndexedList<Item> list;
+  list.Add({5, 1});
+  list.Add({5, 2});
+  EXPECT_EQ(list.Count(), 2U);
+  ASSERT_NE(list.Find(5), nullptr);
+  EXPECT_EQ(list.Find(5)->value, 2);
+  EXPECT_EQ(list.At(0).value, 1);
+}
+
+// Lets allocation 0, 1, 2 ... of an Add fail until one passes; each failure must leave the list as
+// it was. Returns how many failed.
+template <typename List, typename Check>
+long FailEveryAllocation(List& list, const Item& item, Check unchanged) {
+  for (long k = 0;; ++k) {
+    gAllocationsLeft = k;
+    try {
+      list.Add(item);
+      gAllocationsLeft = -1;
+      return k;
+    } catch (const std::bad_alloc&) {
+      gAllocationsLeft = -1;
+      unchanged();
+    }
+  }
+}
+
+TEST(ObjectList, FailedAllocationLeavesTheListAsItWas) {
+  ObjectList<Item> list;
+  // Across several blocks of the queue below, so that its own growth fails, too.
+  for (std::uint32_t i = 0; i < 300; ++i) {
+    const long failures =
+        FailEveryAllocation(list, {i, 0}, [&] { ASSERT_EQ(list.Count(), i) << i; });
+    ASSERT_GE(failures, 1);
+    ASSERT_EQ(list.Count(), i + 1);
+    ASSERT_EQ(list.At(i).id, i);
+  }
+}
+
+TEST(IndexedList, FailedAllocationLeavesListAndIndexAsTheyWere) {
+  IndexedList<Item> list;
+  for (std::uint32_t i = 0; i < 300; ++i) {
+    const long failures = FailEveryAllocation(list, {i, 0}, [&] {
+      ASSERT_EQ(list.Count(), i);
+      ASSERT_FALSE(list.Contains(i));
+      ASSERT_EQ(list.Find(i), nullptr);
+    });
+    // The object, its place and the entry of the index.
+    ASSERT_GE(failures, 2);
+    ASSERT_EQ(list.Find(i), &list.At(i));
+  }
+}
+
+TEST(IndexedList, FailedTakeoverKeepsTheEarlierObject) {
+  IndexedList<Item> list;
+  list.Add({5, 1});
+  FailEveryAllocation(list, {5, 2}, [&] {
+    ASSERT_EQ(list.Count(), 1U);
+    ASSERT_EQ(list.Find(5), &list.At(0));
+  });
+  EXPECT_EQ(list.Find(5)->value, 2);
+}
+
+}  // namespace
+}  // namespace vermo
