@@ -4,6 +4,7 @@
 #include "checks/failure_codes.h"
 #include "checks/kl_exception.h"
 #include "linalg/envelope_system.h"
+#include "observations/bedingung.h"
 #include "observations/messung.h"
 #include "unknowns/data.h"
 
@@ -50,6 +51,7 @@ Adjustment::~Adjustment() = default;
 int Adjustment::Run() {
   CollectMessungen();
   CollectData();
+  CollectBedingungen();
   const auto limit = static_cast<std::uint32_t>(fSettings.fMaxIterations);
   std::uint32_t blunderRounds = 0;
   OnRunStart();
@@ -67,6 +69,7 @@ int Adjustment::Run() {
 
     fSystem->FactorizeAndSolve(fSettings.fPivotSearch != 0);
     ApplySolution();
+    for (Bedingung* constraint : fBedingungen) constraint->StoreMultipliers(fSystem->Solution());
     ComputeStatistics(unknowns, fSystem->Size() - unknowns);
     const TimeStamp solved = TimeStamp::Now();
 

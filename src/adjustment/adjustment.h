@@ -13,6 +13,7 @@
 
 namespace vermo {
 
+class Bedingung;
 class Data;
 class Messung;
 
@@ -24,8 +25,8 @@ struct MessungEntry {
 
 // The driver of the iterative least-squares adjustment: numbers the unknowns, assembles and
 // solves the normal equations, applies the increments, computes S0, judges convergence and
-// computes the accuracies. It sees the network only through its lists of groups and observations
-// and through its hooks, and the linear algebra only through NormalSystem.
+// computes the accuracies. It sees the network only through its lists of groups, observations and
+// constraints and through its hooks, and the linear algebra only through NormalSystem.
 //
 //   N dx = n,  N = A^T P A,  n = A^T P l,  l = measured - computed at the present values
 //
@@ -59,9 +60,10 @@ class Adjustment {
   // Calls Connect of every group and PrepareObservation of every observation.
   virtual void ConnectAll() {}
 
-  // Fill fMessungen and fDaten. Called in this order, once per run.
+  // Fill fMessungen, fDaten and fBedingungen. Called in this order, once per run.
   virtual void CollectMessungen() = 0;
   virtual void CollectData() = 0;
+  virtual void CollectBedingungen() {}
 
   virtual void OnRunStart() {}
   virtual void OnRunEnd() {}
@@ -80,7 +82,8 @@ class Adjustment {
   virtual void ComputeStatistics(std::uint32_t unknowns, std::uint32_t constraints);
 
   std::vector<MessungEntry> fMessungen;
-  std::vector<Data*> fDaten;  // in the order of their columns, not owned
+  std::vector<Data*> fDaten;             // in the order of their columns, not owned
+  std::vector<Bedingung*> fBedingungen;  // in the order of their rows, not owned
 
  private:
   // A build pass is repeated until neither the ray rule nor the solvability check takes a group

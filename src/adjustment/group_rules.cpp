@@ -6,7 +6,9 @@
 #include "checks/kl_exception.h"
 #include "linalg/matrix_dense.h"
 #include "unknowns/data.h"
+#include "unknowns/data_linie.h"
 #include "unknowns/data_obko.h"
+#include "unknowns/data_plane.h"
 
 #include <cmath>
 #include <limits>
@@ -67,6 +69,9 @@ bool Adjustment::CheckSolvability() {
     if (!group->IsActive() || !group->IsVariable()) continue;
     const std::uint32_t n = group->UnknownCount();
     if (group->FirstUnknown() < 0 || n == 0) throw KlException(failure::kInternal);
+    // A line or a plane may be held by constraints, which its own block does not show.
+    if (dynamic_cast<DataLinie*>(group) != nullptr || dynamic_cast<DataPlane*>(group) != nullptr)
+      continue;
     const double v = Solvability(*fSystem, static_cast<std::uint32_t>(group->FirstUnknown()), n);
     if (best > v) {
       best = v;

@@ -2,6 +2,7 @@
 // iteration to the next but the values of the unknowns.
 
 #include "adjustment/adjustment.h"
+#include "observations/bedingung.h"
 #include "observations/messung.h"
 #include "unknowns/data.h"
 
@@ -14,16 +15,21 @@ std::uint32_t Adjustment::BuildNormalEquations() {
   for (Data* group : fDaten)
     if (group->IsActive()) unknowns = group->AssignUnknowns(unknowns);
 
+  std::uint32_t rows = unknowns;
+  for (Bedingung* constraint : fBedingungen) rows = constraint->AssignConstraintIndex(rows);
+
   for (const MessungEntry& entry : fMessungen)
     if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
 
-  fSystem->Reset(unknowns, 0);
+  fSystem->Reset(unknowns, rows - unknowns);
   std::uint32_t components = 0;
   for (const MessungEntry& entry : fMessungen) {
     if (!entry.messung->IsConnected()) continue;
     components += entry.messung->UsedCount();
     entry.messung->AddToNormals(*fSystem, fEquations);
   }
+  for (const Bedingung* constraint : fBedingungen)
+    if (constraint->IsActive()) constraint->AddConstraintRows(*fSystem);
   for (Data* group : fDaten) group->AddToNormalEquations(*fSystem, fStatistik);
   return components;
 }

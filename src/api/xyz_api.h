@@ -500,6 +500,15 @@ XYZ_API int XYZ_SetProtocolCallback(void* job, XYZ_ProtocolCallback function, vo
 // The protocol file of the next run; the name is copied. 0; 12 for a null job or name.
 XYZ_API int XYZ_SetNewProtocolFile(void* job, const char* protocolFile);
 
+// Whether what was told so far fixes the datum of the network, and not twice: 0 allowed, 0x1
+// nothing told, 0x10 scale, 0x100 translation, 0x1000 rotation undetermined, 0x10000 scale,
+// 0x100000 translation, 0x1000000 rotation determined twice; the first of these that holds. It
+// counts elements and looks at no geometry: fixed points, fixed images, protected measured
+// coordinates and distances, the datum requests of parameter 4, and relative orientations with a
+// fixed base. Also 12 (null job) and 14 (the check failed). Throws nothing; XYZ_CalcBundle does
+// not depend on it.
+XYZ_API int XYZ_CheckSettings(void* job);
+
 // Runs the adjustment. 0, or 12 null job, 20 no progress, 21, 23 singular, 8 any other failure.
 // After a failure the groups hold the values of the last completed iteration. Throws nothing.
 XYZ_API int XYZ_CalcBundle(void* job);
@@ -543,6 +552,18 @@ XYZ_API int XYZ_SetProjection(void* job, const sXYZ_Projection* record);
 XYZ_API int XYZ_GetProjectionCnt(void* job);
 XYZ_API int XYZ_GetProjectionAt(void* job, int index, sXYZ_Projection* record);
 
+// Also 19 (the points are closer than 1e-10, or any failure while the line is built or stored).
+XYZ_API int XYZ_SetLine(void* job, const sXYZ_Line* record);
+XYZ_API int XYZ_GetLineCnt(void* job);
+XYZ_API int XYZ_GetLineAt(void* job, int index, sXYZ_Line* record);
+
+// Also 22 (the normal is shorter than 1e-10, or any failure while the plane is built or stored).
+// 18 is answered for the id of a line, and not for that of a plane: two planes may share an id,
+// which then stands for the later one.
+XYZ_API int XYZ_SetPlane(void* job, const sXYZ_Plane* record);
+XYZ_API int XYZ_GetPlaneCnt(void* job);
+XYZ_API int XYZ_GetPlaneAt(void* job, int index, sXYZ_Plane* record);
+
 XYZ_API int XYZ_SetRelativeOrientation(void* job, const sXYZ_RelativeOrientation* record);
 XYZ_API int XYZ_GetRelativeOrientationCnt(void* job);
 XYZ_API int XYZ_GetRelativeOrientationAt(void* job, int index, sXYZ_RelativeOrientation* record);
@@ -557,6 +578,12 @@ XYZ_API int XYZ_SetPictureCoord(void* job, const sXYZ_PictureCoord* record);
 XYZ_API int XYZ_GetPictureCoordCnt(void* job);
 XYZ_API int XYZ_GetPictureCoordsAt(void* job, int index, sXYZ_PictureCoord* record);
 
+XYZ_API int XYZ_SetPictureLineCoord(void* job, const sXYZ_PictureLineCoord* record);
+XYZ_API int XYZ_GetLinePictureCoordCnt(void* job);
+// The position is checked against the count of image coordinates: one that those allow and the
+// line image coordinates do not gives 0 and a record of zeros.
+XYZ_API int XYZ_GetLinePictureCoordAt(void* job, int index, sXYZ_PictureLineCoord* record);
+
 XYZ_API int XYZ_SetMeasuredObjectCoord(void* job, const sXYZ_MeasuredObjectCoord* record);
 // 12 for a null job.
 XYZ_API int XYZ_GetMeasuredObjectCoordCnt(void* job);
@@ -566,5 +593,22 @@ XYZ_API int XYZ_SetDistance(void* job, const sXYZ_Distance* record);
 // 12 for a null job.
 XYZ_API int XYZ_GetDistanceCnt(void* job);
 XYZ_API int XYZ_GetDistanceAt(void* job, int index, sXYZ_Distance* record);
+
+// ---------------------------------------------------------------------------
+// Hard constraints. Set: 0, 12 null job or record. An id is never refused: a later constraint of
+// the same id takes it over, and both stay in the list and act.
+// ---------------------------------------------------------------------------
+
+XYZ_API int XYZ_SetConstraintPointOnLine(void* job, const sXYZ_ConstraintPointOnLine* record);
+XYZ_API int XYZ_GetConstraintPointOnLineCnt(void* job);
+XYZ_API int XYZ_GetConstraintPointOnLineAt(void* job,
+                                           int index,
+                                           sXYZ_ConstraintPointOnLine* record);
+
+XYZ_API int XYZ_SetConstraintPointOnPlane(void* job, const sXYZ_ConstraintPointOnPlane* record);
+XYZ_API int XYZ_GetConstraintPointOnPlaneCnt(void* job);
+XYZ_API int XYZ_GetConstraintPointOnPlaneAt(void* job,
+                                            int index,
+                                            sXYZ_ConstraintPointOnPlane* record);
 
 #endif  // CARDO_BUNDLE_XYZ_API_H

@@ -97,6 +97,15 @@ int XYZ_SetNewProtocolFile(void* job, const char* protocolFile) {
   return eXYZ_Ok;
 }
 
+int XYZ_CheckSettings(void* job) {
+  if (job == nullptr) return eXYZ_NullPointer;
+  try {
+    return static_cast<int>(JobOf(job).CheckSettings());
+  } catch (...) {
+    return eXYZ_CheckFailed;
+  }
+}
+
 int XYZ_CalcBundle(void* job) {
   if (job == nullptr) return eXYZ_NullPointer;
   try {

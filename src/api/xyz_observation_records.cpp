@@ -8,6 +8,7 @@
 namespace {
 
 using vermo::MessungBiko;
+using vermo::MessungLinko;
 using vermo::MessungObko;
 using vermo::MessungStrecke;
 
@@ -15,6 +16,11 @@ using vermo::MessungStrecke;
 template <typename... Sigmas>
 bool ValidSigmas(Sigmas... sigmas) noexcept {
   return ((sigmas > 0.0) && ...);
+}
+
+// An active observation that the outlier test must not reject counts for the datum.
+bool CarriesDatum(const vermo::Messung& observation) noexcept {
+  return observation.IsActive() && !observation.TakesPartInBlunderTest();
 }
 
 }  // namespace
@@ -61,6 +67,49 @@ int XYZ_GetPictureCoordsAt(void* job, int index, sXYZ_PictureCoord* record) {
   return eXYZ_Ok;
 }
 
+int XYZ_SetPictureLineCoord(void* job, const sXYZ_PictureLineCoord* record) {
+  if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
+  if (!ValidSigmas(record->Sx, record->Sy)) return eXYZ_InvalidSigma;
+  MessungLinko linko;
+  linko.SetNummer(record::IdIn(record->Id));
+  linko.SetLinienNummer(record::IdIn(record->LineId));
+  linko.SetBildNummer(record::IdIn(record->EorId));
+  linko[0] = record->X;
+  linko[1] = record->Y;
+  linko.SetSigma(record->Sx, record->Sy);
+  record::ApplyTag(record->Tag, linko);
+  record::ApplyObservationFlags(record->Flags, linko);
+  JobOf(job).fLinko.Add(linko);
+  return eXYZ_Ok;
+}
+
+int XYZ_GetLinePictureCoordCnt(void* job) {
+  return job == nullptr ? -1 : static_cast<int>(JobOf(job).fLinko.Count());
+}
+
+int XYZ_GetLinePictureCoordAt(void* job, int index, sXYZ_PictureLineCoord* record) {
+  if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
+  // The bound is the count of image coordinates; callers know it so.
+  std::uint32_t position = 0;
+  if (!record::ValidPosition(index, JobOf(job).fBiko.Count(), position))
+    return eXYZ_IndexOutOfRange;
+  *record = {};
+  const auto& list = JobOf(job).fLinko;
+  if (position >= list.Count()) return eXYZ_Ok;
+  const MessungLinko& linko = list.At(position);
+  record->X = linko[0];
+  record->Y = linko[1];
+  record->Sx = record->Sy = linko.Sigma()[0];
+  record->V = linko.Wert(0).Residuum();
+  record->R = linko.Wert(0).Redundanz();
+  record->T = linko.Wert(0).Testwert();
+  record->Id = record::IdOut(linko.Nummer());
+  record->LineId = record::IdOut(linko.LinienNummer());
+  record->EorId = record::IdOut(linko.BildNummer());
+  record->Flags = record::ObservationFlags(linko);
+  return eXYZ_Ok;
+}
+
 int XYZ_SetMeasuredObjectCoord(void* job, const sXYZ_MeasuredObjectCoord* record) {
   if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
   if (!ValidSigmas(record->Sx, record->Sy, record->Sz)) return eXYZ_InvalidSigma;
@@ -74,6 +123,7 @@ int XYZ_SetMeasuredObjectCoord(void* job, const sXYZ_MeasuredObjectCoord* record
   record::ApplyTag(record->Tag, obko);
   record::ApplyObservationFlags(record->Flags, obko);
   JobOf(job).fObko.Add(obko);
+  if (CarriesDatum(obko)) JobOf(job).fChecker.AddMeasuredObjectPoint(obko.GetIdentText());
   return eXYZ_Ok;
 }
 
@@ -119,6 +169,7 @@ int XYZ_SetDistance(void* job, const sXYZ_Distance* record) {
   record::ApplyTag(record->Tag, strecke);
   record::ApplyObservationFlags(record->Flags, strecke);
   JobOf(job).fStrecken.Add(strecke);
+  if (CarriesDatum(strecke)) JobOf(job).fChecker.AddDistance(strecke.GetIdentText());
   return eXYZ_Ok;
 }
 

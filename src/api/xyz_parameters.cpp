@@ -27,6 +27,10 @@ BitGroup GroupOf(unsigned value, unsigned bits) {
 int SetDatum(BundelTavriLib& job, unsigned value) {
   const BitGroup translation = GroupOf(value, kTranslationBits);
   const BitGroup rotation = GroupOf(value, kRotationBits);
+  // The checker takes note of every request and forgets none, also of one that is refused below.
+  if (translation == BitGroup::Complete) job.fChecker.SetTranslationFree();
+  if (rotation == BitGroup::Complete) job.fChecker.SetRotationFree();
+  if ((value & kScaleBit) != 0) job.fChecker.SetScaleFree();
   if (translation == BitGroup::Partial) return eXYZ_InvalidValue;
   job.fNetworkSettings.SetTranslationDatum(translation == BitGroup::Complete);
   if (rotation == BitGroup::Partial) return eXYZ_InvalidValue;

@@ -13,10 +13,21 @@ namespace {
 
 using vermo::DataEor;
 using vermo::DataIor;
+using vermo::DataLinie;
 using vermo::DataObko;
+using vermo::DataPlane;
 using vermo::DataProjektion;
 using vermo::DoppelOrientierung;
 using vermo::MessungKind;
+
+// A normal shorter than this is none.
+constexpr double kSmallestNormal = 1e-10;
+
+ostra_bundle::VektorD<3> VectorIn(const double (&v)[3]) noexcept { return {v[0], v[1], v[2]}; }
+
+void VectorOut(const ostra_bundle::VektorD<3>& v, double (&out)[3]) noexcept {
+  for (unsigned i = 0; i < 3; ++i) out[i] = v[i];
+}
 
 // A copy of the group enters the list.
 template <typename List, typename Group>
@@ -149,6 +160,8 @@ int XYZ_SetExteriorOrientation2(void* job, const sXYZ_ExteriorOrient2* record) {
   if (network.fEors.Contains(eor.Id())) return eXYZ_DuplicateId;
   if (network.fDoppelOrientierungen.Contains(eor.Id())) return eXYZ_DuplicateId;
   Store(network.fEors, eor);
+  if (eor.IsActive() && !eor.IsVariable())
+    network.fChecker.AddExteriorOrientation(eor.GetIdentText());
   return eXYZ_Ok;
 }
 
@@ -191,7 +204,7 @@ int XYZ_SetObjectCoord(void* job, const sXYZ_ObjectCoord* record) {
   if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
   constexpr std::uint32_t kReferencePoint = 0x1;
   constexpr std::uint32_t kRayRuleExempt = 0x2;
-  auto& list = JobOf(job).fObkos;
+  BundelTavriLib& network = JobOf(job);
   DataObko point;
   record::ApplyTag(record->Tag, point);
   point.SetId(record::IdIn(record->Id));
@@ -200,8 +213,10 @@ int XYZ_SetObjectCoord(void* job, const sXYZ_ObjectCoord* record) {
   record::ApplyGroupFlags(record->Flags, point);
   point.SetReferencePoint((record->PointFlags & kReferencePoint) != 0);
   point.SetExemptFromRayRule((record->PointFlags & kRayRuleExempt) != 0);
-  if (list.Contains(point.Id())) return eXYZ_DuplicateId;
-  Store(list, point);
+  if (network.fObkos.Contains(point.Id())) return eXYZ_DuplicateId;
+  Store(network.fObkos, point);
+  // An inactive point counts, too.
+  if (!point.IsVariable()) network.fChecker.AddObjectPoint(point.GetIdentText());
   return eXYZ_Ok;
 }
 
@@ -267,6 +282,83 @@ int XYZ_GetProjectionAt(void* job, int index, sXYZ_Projection* record) {
   record->SYh = projektion.Sigma()[DataProjektion::kYh];
   record->Id = record::IdOut(projektion.Id());
   record->Flags = record::ActiveFlag(projektion);
+  return eXYZ_Ok;
+}
+
+int XYZ_SetLine(void* job, const sXYZ_Line* record) {
+  if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
+  try {
+    auto& list = JobOf(job).fLinien;
+    DataLinie linie;
+    record::ApplyTag(record->Tag, linie);
+    record::ApplyGroupFlags(record->Flags, linie);
+    linie.SetPoints(VectorIn(record->P1), VectorIn(record->P2));
+    linie.SetId(record::IdIn(record->Id));
+    if (list.Contains(linie.Id())) return eXYZ_DuplicateId;
+    Store(list, linie);
+  } catch (...) {
+    return eXYZ_InvalidLine;
+  }
+  return eXYZ_Ok;
+}
+
+int XYZ_GetLineCnt(void* job) {
+  return job == nullptr ? -1 : static_cast<int>(JobOf(job).fLinien.Count());
+}
+
+int XYZ_GetLineAt(void* job, int index, sXYZ_Line* record) {
+  if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
+  const auto& list = JobOf(job).fLinien;
+  std::uint32_t position = 0;
+  if (!record::ValidPosition(index, list.Count(), position)) return eXYZ_IndexOutOfRange;
+  const DataLinie& linie = list.At(position);
+  *record = {};
+  VectorOut(linie.Point(), record->P1);
+  VectorOut(linie.Direction(), record->P2);
+  std::copy_n(linie.Sigma().begin(), 3, record->SP1);
+  std::copy_n(linie.Sigma().begin() + 3, 3, record->SP2);
+  record->Id = record::IdOut(linie.Id());
+  record->Flags = record::ActiveFlag(linie);
+  return eXYZ_Ok;
+}
+
+int XYZ_SetPlane(void* job, const sXYZ_Plane* record) {
+  if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
+  try {
+    BundelTavriLib& network = JobOf(job);
+    DataPlane plane;
+    record::ApplyTag(record->Tag, plane);
+    record::ApplyGroupFlags(record->Flags, plane);
+    const ostra_bundle::VektorD<3> normal = VectorIn(record->Normal);
+    // Turned round so that a NaN fails as well.
+    if (!(ostra_bundle::Length(normal) >= kSmallestNormal)) return eXYZ_InvalidPlane;
+    plane.SetPointAndNormal(VectorIn(record->Point), normal);
+    plane.SetId(record::IdIn(record->Id));
+    // The ids of the lines decide, and those of the planes do not.
+    if (network.fLinien.Contains(plane.Id())) return eXYZ_DuplicateId;
+    Store(network.fPlanes, plane);
+  } catch (...) {
+    return eXYZ_InvalidPlane;
+  }
+  return eXYZ_Ok;
+}
+
+int XYZ_GetPlaneCnt(void* job) {
+  return job == nullptr ? -1 : static_cast<int>(JobOf(job).fPlanes.Count());
+}
+
+int XYZ_GetPlaneAt(void* job, int index, sXYZ_Plane* record) {
+  if (job == nullptr || record == nullptr) return eXYZ_NullPointer;
+  const auto& list = JobOf(job).fPlanes;
+  std::uint32_t position = 0;
+  if (!record::ValidPosition(index, list.Count(), position)) return eXYZ_IndexOutOfRange;
+  const DataPlane& plane = list.At(position);
+  *record = {};
+  VectorOut(plane.Point(), record->Point);
+  VectorOut(plane.Normal(), record->Normal);
+  if (plane.IsVariable()) std::copy_n(plane.Sigma().begin(), 6, record->SPlane);
+  record->Id = record::IdOut(plane.Id());
+  record->Flags = record::ActiveFlag(plane);
   return eXYZ_Ok;
 }
 

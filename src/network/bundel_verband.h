@@ -1,13 +1,18 @@
 #pragma once
 
+#include "checks/settings_checker.h"
 #include "network/object_list.h"
+#include "observations/bedingung_punkt.h"
 #include "observations/messung_biko.h"
+#include "observations/messung_linko.h"
 #include "observations/messung_obko.h"
 #include "observations/messung_strecke.h"
 #include "protocol/protocol_target.h"
 #include "unknowns/data_eor.h"
 #include "unknowns/data_ior.h"
+#include "unknowns/data_linie.h"
 #include "unknowns/data_obko.h"
+#include "unknowns/data_plane.h"
 #include "unknowns/data_projektion.h"
 #include "unknowns/doppel_orientierung.h"
 #include "unknowns/network_settings.h"
@@ -16,7 +21,8 @@
 
 namespace vermo {
 
-// Everything a job is made of: observations, groups of unknowns and the settings of the network.
+// Everything a job is made of: observations, groups of unknowns, constraints between them, the
+// settings of the network and the checker of its datum.
 // It owns copies of what the caller hands in. Ids are looked up by the run only, so records may
 // come in any order; the list of a kind never refuses an id.
 class BundelVerband : public ProtocolTarget {
@@ -42,12 +48,18 @@ class BundelVerband : public ProtocolTarget {
   ObjectList<MessungBiko> fBiko;
   ObjectList<MessungObko> fObko;
   ObjectList<MessungStrecke> fStrecken;
+  ObjectList<MessungLinko> fLinko;
   IndexedList<DataIor> fIors;
   IndexedList<DataProjektion> fProjektionen;
   IndexedList<DataEor> fEors;
   IndexedList<DataObko> fObkos;
+  IndexedList<DataLinie> fLinien;
+  IndexedList<DataPlane> fPlanes;
   IndexedList<DoppelOrientierung> fDoppelOrientierungen;
+  IndexedList<BedingungPunktGerade> fPunktGeraden;
+  IndexedList<ConstraintPointOnPlane> fPunktEbenen;
   NetworkSettings fNetworkSettings;
+  SettingsChecker fChecker;
 };
 
 }  // namespace vermo

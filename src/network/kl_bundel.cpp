@@ -22,6 +22,11 @@ ProtocolContents ContentsOf(const BundelVerband& network) {
   contents.exteriorOrientations = !network.fEors.IsEmpty();
   contents.relativeOrientations = !network.fDoppelOrientierungen.IsEmpty();
   contents.objectPoints = !network.fObkos.IsEmpty();
+  contents.lines = !network.fLinien.IsEmpty();
+  contents.planes = !network.fPlanes.IsEmpty();
+  contents.pointOnLine = !network.fPunktGeraden.IsEmpty();
+  contents.pointOnPlane = !network.fPunktEbenen.IsEmpty();
+  contents.lineCoordinates = !network.fLinko.IsEmpty();
   contents.imageCoordinates = !network.fBiko.IsEmpty();
   contents.measuredObjectPoints = !network.fObko.IsEmpty();
   contents.distances = !network.fStrecken.IsEmpty();
@@ -69,8 +74,12 @@ void KLBundel::RunGuarded() {
   PrepareDerivatives();
   CheckGroupLinks();
   LinkBiko();
+  LinkLinko();
   LinkObko();
   LinkStrecken();
+  LinkPointOnLine();
+  LinkPointOnPlane();
+  ActivateDatum();
   SetAllWeights();
   Run();
   fHandler.RunFinished(RedundanzSumme());
@@ -78,6 +87,7 @@ void KLBundel::RunGuarded() {
 
 void KLBundel::SetAllWeights() {
   for (MessungBiko& biko : fBiko) biko.SetWeights(fNetworkSettings);
+  for (MessungLinko& linko : fLinko) linko.SetWeights(fNetworkSettings);
   for (MessungStrecke& strecke : fStrecken) strecke.SetWeights(fNetworkSettings);
   for (MessungObko& obko : fObko) obko.SetWeights(fNetworkSettings);
 }
@@ -89,8 +99,9 @@ void KLBundel::ConnectAll() {
 
 void KLBundel::CollectMessungen() {
   fMessungen.clear();
-  fMessungen.reserve(fBiko.Count() + fObko.Count() + fStrecken.Count());
+  fMessungen.reserve(fBiko.Count() + fLinko.Count() + fObko.Count() + fStrecken.Count());
   for (MessungBiko& biko : fBiko) fMessungen.push_back({0, &biko});
+  for (MessungLinko& linko : fLinko) fMessungen.push_back({0, &linko});
   for (MessungObko& obko : fObko) fMessungen.push_back({0, &obko});
   for (MessungStrecke& strecke : fStrecken) fMessungen.push_back({0, &strecke});
 }
@@ -110,7 +121,24 @@ void KLBundel::CollectData() {
     append(fObkos);
   }
   append(fProjektionen);
+  append(fLinien);
+  append(fPlanes);
   append(fIors);
+}
+
+void KLBundel::CollectBedingungen() {
+  fBedingungen = {&fHlmTrans, &fHlmRot, &fHlmM};
+  for (BedingungPunktGerade& constraint : fPunktGeraden) fBedingungen.push_back(&constraint);
+  for (ConstraintPointOnPlane& constraint : fPunktEbenen) fBedingungen.push_back(&constraint);
+}
+
+std::uint32_t KLBundel::CheckSettings() {
+  for (const DoppelOrientierung& pair : fDoppelOrientierungen) {
+    const DataEor* base = fEors.Find(pair.BaseEorId());
+    if (base != nullptr && base->IsActive() && !base->IsVariable())
+      fChecker.AddRelativeOrientation(pair.GetIdentText(), pair.BaseEorId());
+  }
+  return fChecker.ResultCode();
 }
 
 bool KLBundel::OnIteration(IterationInfo& info) {

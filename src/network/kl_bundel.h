@@ -2,10 +2,12 @@
 
 #include "adjustment/adjustment.h"
 #include "network/bundel_verband.h"
+#include "observations/bedingung_hlm.h"
 #include "protocol/bundle_message_handler.h"
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace vermo {
 
@@ -21,6 +23,10 @@ class KLBundel : public BundelVerband, public Adjustment {
   // exception. Throws only what opening the protocol throws. Links are appended, never undone: a
   // run is meant once per job.
   std::int32_t CalcBundle();
+
+  // The checker's verdict on the datum, 0 when it allows a calculation. Changes nothing in the
+  // network and may be asked any number of times.
+  [[nodiscard]] std::uint32_t CheckSettings();
 
   void ProtocolLine(const char* text) override { fHandler.WriteText(text); }
 
@@ -43,6 +49,7 @@ class KLBundel : public BundelVerband, public Adjustment {
   void ConnectAll() override;
   void CollectMessungen() override;
   void CollectData() override;
+  void CollectBedingungen() override;
   // Writes the iteration to the protocol.
   bool OnIteration(IterationInfo& info) override;
 
@@ -55,8 +62,13 @@ class KLBundel : public BundelVerband, public Adjustment {
   // Both images of every relative orientation, and the reference images of the object points.
   void CheckGroupLinks();
   void LinkBiko();
+  void LinkLinko();
   void LinkObko();
   void LinkStrecken();
+  void LinkPointOnLine();
+  void LinkPointOnPlane();
+  // Switches on the datum constraints that the settings ask for; none is switched off.
+  void ActivateDatum();
   void SetAllWeights();
 
   // The images behind a relative orientation's id; both null unless both exist.
@@ -69,6 +81,10 @@ class KLBundel : public BundelVerband, public Adjustment {
 
   BundleMessageHandler fHandler;
   bool fHideProjections = false;
+  BedingungHlmTrans fHlmTrans;
+  BedingungHlmRot fHlmRot;
+  BedingungHlmM fHlmM;
+  std::vector<DataObko*> fDatumCandidates;  // all object points, for the datum constraints
   std::int64_t fStartTime = 0;
   std::int64_t fEndTime = 0;
   std::uint32_t fEorFormat = 0;

@@ -16,6 +16,15 @@ void Link(Data* group, LinkedObservation& observation) {
 
 bool IsActive(const Data* group) { return group != nullptr && group->IsActive(); }
 
+// The active bit of a constraint survives only with both its groups active.
+template <typename Constraint, typename Objects>
+void LinkConstraint(Constraint& constraint, IndexedList<DataObko>& points, Objects& objects) {
+  const DataObko* point = points.Find(constraint.PunktNummer());
+  const auto* object = objects.Find(constraint.ObjektNummer());
+  constraint.SetLinks(point, object);
+  if (constraint.HasActiveBit()) constraint.SetActive(IsActive(point) && IsActive(object));
+}
+
 }  // namespace
 
 void KLBundel::LinkEorCameras() {
@@ -27,6 +36,8 @@ void KLBundel::LinkEorCameras() {
 
 void KLBundel::PrepareDerivatives() {
   for (DataEor& eor : fEors) eor.PrepareDerivatives();
+  for (DataLinie& linie : fLinien) linie.PrepareDerivatives();
+  for (DataPlane& plane : fPlanes) plane.PrepareDerivatives();
 }
 
 void KLBundel::CheckGroupLinks() {
@@ -97,6 +108,42 @@ void KLBundel::LinkBiko() {
   }
 }
 
+void KLBundel::LinkLinko() {
+  for (MessungLinko& linko : fLinko) {
+    DataLinie* linie = fLinien.Find(linko.LinienNummer());
+    DataEor* eor = fEors.Find(linko.BildNummer());
+    DataEor* base = nullptr;
+    DataIor* ior = nullptr;
+    if (eor != nullptr) {
+      if (fDoppelOrientierungen.Contains(linko.BildNummer()))
+        throw KlException(failure::kDoubleData);
+      if (eor->Projektion() != nullptr) throw KlException(failure::kLineCoordsWithPrincipalPoint);
+      ior = eor->Ior();
+    } else if (const RelativePair pair = FindRelativePair(linko.BildNummer());
+               pair.eor != nullptr) {
+      if (pair.base->Projektion() != nullptr)
+        throw KlException(failure::kLineCoordsWithPrincipalPoint);
+      eor = pair.eor;
+      base = pair.base;
+      ior = base->Ior();
+    }
+    linko.SetLinie(linie);
+    linko.SetEor(eor);
+    linko.SetEorBasis(base);
+    linko.SetIor(ior);
+    Link(linie, linko);
+    Link(eor, linko);
+    Link(ior, linko);
+    Link(base, linko);
+
+    if (!linko.IsActive()) continue;
+    // A base image alone decides.
+    linko.SetActive(base != nullptr ? base->IsActive()
+                                    : IsActive(linie) && IsActive(eor) && IsActive(ior));
+    if (!linko.IsActive()) WarnObservationWithoutData(linko);
+  }
+}
+
 void KLBundel::LinkObko() {
   for (MessungObko& obko : fObko) {
     if (!obko.IsActive()) continue;
@@ -119,6 +166,27 @@ void KLBundel::LinkObko() {
       WarnObservationWithoutData(obko);
     }
   }
+}
+
+void KLBundel::LinkPointOnLine() {
+  for (BedingungPunktGerade& constraint : fPunktGeraden)
+    LinkConstraint(constraint, fObkos, fLinien);
+}
+
+void KLBundel::LinkPointOnPlane() {
+  for (ConstraintPointOnPlane& constraint : fPunktEbenen)
+    LinkConstraint(constraint, fObkos, fPlanes);
+}
+
+void KLBundel::ActivateDatum() {
+  fDatumCandidates.clear();
+  for (DataObko& point : fObkos) fDatumCandidates.push_back(&point);
+  fHlmTrans.SetPunkte(fDatumCandidates);
+  fHlmRot.SetPunkte(fDatumCandidates);
+  fHlmM.SetPunkte(fDatumCandidates);
+  if (fNetworkSettings.TranslationDatum()) fHlmTrans.SetActive(true);
+  if (fNetworkSettings.RotationDatum()) fHlmRot.SetActive(true);
+  if (fNetworkSettings.ScaleDatum()) fHlmM.SetActive(true);
 }
 
 void KLBundel::LinkStrecken() {

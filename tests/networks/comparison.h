@@ -27,10 +27,12 @@ class Comparison {
   void Number(double library, double reference, const std::string& where) {
     Note(std::fabs(library - reference), fNumber, fNumberAt, where);
   }
-  void Expect(double tolerance) const {
+  void Expect(double tolerance) const { Expect(tolerance, tolerance); }
+  // Cofactors may be less exact than values.
+  void Expect(double tolerance, double cofactorTolerance) const {
     EXPECT_LE(fValue, tolerance) << "of a standard deviation at " << fValueAt;
-    EXPECT_LE(fRatio, tolerance) << "relative at " << fRatioAt;
-    EXPECT_LE(fNumber, tolerance) << "absolute at " << fNumberAt;
+    EXPECT_LE(fRatio, cofactorTolerance) << "relative at " << fRatioAt;
+    EXPECT_LE(fNumber, cofactorTolerance) << "absolute at " << fNumberAt;
   }
 
  private:

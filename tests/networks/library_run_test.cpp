@@ -30,6 +30,10 @@ Job MakeJob(const reference::Network& network, double convergenceLimit) {
   XYZ_SetParam(handle, eXYZ_ParamS0Apriori, network.s0Apriori);
   XYZ_SetParam(handle, eXYZ_ParamConvergenceLimit, convergenceLimit);
   XYZ_SetParam(handle, eXYZ_ParamProgressWindow, 100);
+  XYZ_SetParam(handle,
+               eXYZ_ParamDatum,
+               (network.datumTranslation ? 0x700 : 0) | (network.datumRotation ? 0x3800 : 0) |
+                   (network.datumScale ? 0x4000 : 0));
   SetAll(handle, network.cameras, XYZ_SetInteriorOrientation);
   SetAll(handle, network.images, XYZ_SetExteriorOrientation2);
   SetAll(handle, network.points, XYZ_SetObjectCoord);

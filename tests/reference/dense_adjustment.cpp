@@ -294,6 +294,94 @@ std::vector<std::vector<Real>> Inverse(std::vector<std::vector<Real>> a) {
   return a;
 }
 
+// Gauss-Jordan with row pivoting, for a bordered system.
+std::vector<std::vector<Real>> GeneralInverse(std::vector<std::vector<Real>> a) {
+  const std::size_t n = a.size();
+  std::vector<std::vector<Real>> b(n, std::vector<Real>(n, 0));
+  for (std::size_t i = 0; i < n; ++i) b[i][i] = 1;
+  for (std::size_t k = 0; k < n; ++k) {
+    std::size_t p = k;
+    for (std::size_t i = k; i < n; ++i)
+      if (std::fabs(a[i][k]) > std::fabs(a[p][k])) p = i;
+    if (a[p][k] == 0) throw std::runtime_error("reference: singular");
+    std::swap(a[k], a[p]);
+    std::swap(b[k], b[p]);
+    const Real pivot = a[k][k];
+    for (std::size_t j = 0; j < n; ++j) {
+      a[k][j] /= pivot;
+      b[k][j] /= pivot;
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      const Real factor = a[i][k];
+      if (i == k || factor == 0) continue;
+      for (std::size_t j = 0; j < n; ++j) {
+        a[i][j] -= factor * a[k][j];
+        b[i][j] -= factor * b[k][j];
+      }
+    }
+  }
+  return b;
+}
+
+// The datum of a free network: rows against the unknowns and their right-hand side. With c the
+// mean of the datum points X: sum dX = sum (X0 - X), sum (X - c) x dX = sum (X - c) x (X0 - c),
+// sum (X - c) dX = -sum (X - X0) (X0 - c). All points of a free network are unknowns, in order.
+struct Datum {
+  std::vector<std::vector<Real>> rows;
+  std::vector<Real> rhs;
+};
+
+Datum MakeDatum(const Network& network, const State& s, std::size_t u) {
+  std::vector<std::size_t> marked;
+  for (std::size_t i = 0; i < network.points.size(); ++i)
+    if ((network.points[i].PointFlags & 1) != 0) marked.push_back(i);
+  Vec c{};
+  for (const std::size_t i : marked)
+    for (std::size_t k = 0; k < 3; ++k) c[k] += s.points[i][k] / static_cast<Real>(marked.size());
+  Datum datum;
+  const auto add = [&](auto coefficients, auto misclosure) {
+    auto& row = datum.rows.emplace_back(u, 0);
+    Real w = 0;
+    for (const std::size_t i : marked) {
+      const auto& p = network.points[i];
+      const Vec e = {s.points[i][0] - c[0], s.points[i][1] - c[1], s.points[i][2] - c[2]};
+      const Vec e0 = {p.X - c[0], p.Y - c[1], p.Z - c[2]};
+      const Vec coefficient = coefficients(e);
+      for (std::size_t k = 0; k < 3; ++k) row[3 * i + k] = coefficient[k];
+      w += misclosure(e, e0);
+    }
+    datum.rhs.push_back(w);
+  };
+  for (std::size_t k = 0; network.datumTranslation && k < 3; ++k)
+    add(
+        [k](const Vec&) {
+          Vec r{};
+          r[k] = 1;
+          return r;
+        },
+        [k](const Vec& e, const Vec& e0) { return e0[k] - e[k]; });
+  for (std::size_t k = 0; network.datumRotation && k < 3; ++k) {
+    const std::size_t a = (k + 1) % 3;
+    const std::size_t b = (k + 2) % 3;
+    add(
+        [a, b](const Vec& e) {
+          Vec r{};
+          r[a] = -e[b];
+          r[b] = e[a];
+          return r;
+        },
+        [a, b](const Vec& e, const Vec& e0) { return e[a] * e0[b] - e[b] * e0[a]; });
+  }
+  if (network.datumScale)
+    add([](const Vec& e) { return e; },
+        [](const Vec& e, const Vec& e0) {
+          Real w = 0;
+          for (std::size_t k = 0; k < 3; ++k) w -= (e[k] - e0[k]) * e0[k];
+          return w;
+        });
+  return datum;
+}
+
 void WriteBack(const Network& network,
                const State& s,
                const std::vector<std::vector<Real>>& q,
@@ -399,12 +487,27 @@ Result Adjust(const Network& network) {
         rhs[j] += t * (measured[i] - computed[i]);
       }
     }
-    q = Inverse(normal);
+    const Datum datum = MakeDatum(network, state, u);
+    const std::size_t b = datum.rows.size();
+    result.constraints = static_cast<int>(b);
+    if (b == 0) {
+      q = Inverse(normal);
+    } else {
+      for (std::size_t j = 0; j < u; ++j) normal[j].resize(u + b, 0);
+      for (std::size_t k = 0; k < b; ++k) {
+        auto row = datum.rows[k];
+        row.resize(u + b, 0);
+        for (std::size_t j = 0; j < u; ++j) normal[j][u + k] = row[j];
+        normal.push_back(row);
+      }
+      rhs.insert(rhs.end(), datum.rhs.begin(), datum.rhs.end());
+      q = GeneralInverse(normal);
+    }
     Real largest = 0;
     State next = state;
     for (std::size_t j = 0; j < u; ++j) {
       Real dx = 0;
-      for (std::size_t k = 0; k < u; ++k) dx += q[j][k] * rhs[k];
+      for (std::size_t k = 0; k < u + b; ++k) dx += q[j][k] * rhs[k];
       largest = std::max(largest, std::fabs(dx) / std::sqrt(q[j][j]));
       unknowns[j].move(next, dx);
     }
@@ -427,7 +530,8 @@ Result Adjust(const Network& network) {
     result.redundancy.push_back(1 - weights[i] * form);
     result.redundancySum += result.redundancy.back();
   }
-  const auto r = static_cast<Real>(n) - static_cast<Real>(u);
+  const auto r =
+      static_cast<Real>(n) - static_cast<Real>(u) + static_cast<Real>(result.constraints);
   result.s0 = r > 0 ? std::sqrt(sum / r) : 0;
   WriteBack(network, state, q, result.s0, result.adjusted);
   return result;

@@ -23,6 +23,10 @@ struct Network {
   std::vector<sXYZ_MeasuredObjectCoord> measured;
   std::vector<sXYZ_Distance> distances;
   double s0Apriori = 0.001;
+  // Free network: translation, rotation and scale of the points marked as datum stay.
+  bool datumTranslation = false;
+  bool datumRotation = false;
+  bool datumScale = false;
 };
 
 struct Result {
@@ -31,6 +35,7 @@ struct Result {
   Real s0 = 0;
   int observations = 0;
   int unknowns = 0;
+  int constraints = 0;
   Real redundancySum = 0;
   // Adjusted groups in the order of the network, values and standard deviations filled.
   Network adjusted;

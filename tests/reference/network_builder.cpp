@@ -76,6 +76,8 @@ class Builder {
     MeasureControl();
     MeasureDistances();
     Disturb();
+    fNetwork.datumTranslation = fNetwork.datumRotation = fShape.freeNetwork;
+    fNetwork.datumScale = fShape.freeNetwork && fShape.distances == 0;
     return fNetwork;
   }
 
@@ -155,7 +157,9 @@ class Builder {
       p.Y = fRandom.Uniform();
       p.Z = 0.6 * fRandom.Uniform();
       p.ReferenceEor = -1;
-      p.Flags = static_cast<std::uint16_t>(fShape.fixedControl && i < 4 ? 0x11 : 0x01);
+      p.Flags = static_cast<std::uint16_t>(
+          fShape.fixedControl && !fShape.freeNetwork && i < 4 ? 0x11 : 0x01);
+      p.PointFlags = fShape.freeNetwork && i % 2 == 0 ? 1 : 0;
       if (fShape.bodyPoints && i % 4 == 3) {
         const sXYZ_ExteriorOrient2& body = fNetwork.images[1];
         const Vec local = Into(body, {p.X, p.Y, p.Z});
@@ -237,7 +241,7 @@ class Builder {
   }
 
   void MeasureControl() {
-    if (!fShape.fixedControl)
+    if (!fShape.fixedControl && !fShape.freeNetwork)
       for (std::size_t i = 0; i < 5; ++i) AddMeasured(fNetwork.points[i], -1, 2e-4);
     if (fShape.measuredInImages)
       for (std::size_t i = 4; i < 9; ++i) AddMeasured(fNetwork.points[i], 11, 5e-4);

@@ -39,7 +39,8 @@ struct Shape {
   bool bodyPoints = false;        // points in the frame of an image
   bool measuredInImages = false;  // measured coordinates in the frame of an image
   int distances = 0;
-  double noise = 0.001;  // image units
+  bool freeNetwork = false;  // no control: every second point carries the datum
+  double noise = 0.001;      // image units
 };
 
 // The network with noisy observations and disturbed approximate values.
