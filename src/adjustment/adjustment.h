@@ -89,6 +89,9 @@ class Adjustment {
   // A build pass is repeated until neither the ray rule nor the solvability check takes a group
   // out. Returns the number of unknowns.
   std::uint32_t Build();
+  // Tells the engine how far each group's rows will reach, so that no row grows while observations
+  // come in.
+  void ReserveRows();
   // Disables variable points with too few rays and enables those that have enough again.
   // Returns how many were disabled.
   std::uint32_t ApplyMinimumRays();

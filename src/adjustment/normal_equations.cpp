@@ -22,6 +22,7 @@ std::uint32_t Adjustment::BuildNormalEquations() {
     if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
 
   fSystem->Reset(unknowns, rows - unknowns);
+  ReserveRows();
   std::uint32_t components = 0;
   for (const MessungEntry& entry : fMessungen) {
     if (!entry.messung->IsConnected()) continue;
@@ -32,6 +33,26 @@ std::uint32_t Adjustment::BuildNormalEquations() {
     if (constraint->IsActive()) constraint->AddConstraintRows(*fSystem);
   for (Data* group : fDaten) group->AddToNormalEquations(*fSystem, fStatistik);
   return components;
+}
+
+// Groups come in the order of their columns: the first one that an observation is linked to has the
+// smallest column of its rows, and a group's rows reach to the smallest of its observations.
+void Adjustment::ReserveRows() {
+  for (const MessungEntry& entry : fMessungen)
+    entry.messung->SetSmallestColumn(LinkedObservation::kNoColumn);
+  for (const Data* group : fDaten) {
+    if (!group->IsActive() || group->FirstUnknown() < 0) continue;
+    const auto first = static_cast<std::uint32_t>(group->FirstUnknown());
+    std::uint32_t smallest = first;
+    for (LinkedObservation* messung : group->Messungen()) {
+      if (!messung->IsUsed()) continue;
+      if (messung->SmallestColumn() == LinkedObservation::kNoColumn)
+        messung->SetSmallestColumn(first);
+      if (messung->SmallestColumn() < smallest) smallest = messung->SmallestColumn();
+    }
+    for (std::uint32_t i = 0; i < group->UnknownCount(); ++i)
+      fSystem->ReserveRow(first + i, smallest);
+  }
 }
 
 }  // namespace vermo

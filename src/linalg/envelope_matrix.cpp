@@ -52,6 +52,12 @@ void CEnvelopeRow::Reshape(std::uint32_t first, std::uint32_t count) {
   fCount = count;
 }
 
+void CEnvelopeRow::Reserve(std::uint32_t count) {
+  if (!IsEmpty() || count <= fCapacity) return;
+  Reshape(0, count);
+  Clear();
+}
+
 void CEnvelopeRow::Widen(std::uint32_t first, std::uint32_t count) {
   if (count == 0) return;
   if (IsEmpty()) {

@@ -48,6 +48,9 @@ class CEnvelopeRow {
     return {Place(first), end - first};
   }
 
+  // Makes the buffer large enough for so many elements. An empty row keeps its span empty; one
+  // with elements is left alone.
+  void Reserve(std::uint32_t count);
   // An empty span; the buffer stays.
   void Clear() noexcept { fCount = 0; }
   // The span becomes exactly [first, first + count): overlapping values are kept, new elements

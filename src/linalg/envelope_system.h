@@ -16,6 +16,9 @@ class EnvelopeSystem final : public NormalSystem {
   void Reset(std::uint32_t unknowns, std::uint32_t multipliers) override;
   [[nodiscard]] std::uint32_t Unknowns() const override { return fUnknowns; }
   [[nodiscard]] std::uint32_t Size() const override { return fNormal.Rows(); }
+  void ReserveRow(std::uint32_t row, std::uint32_t first) override {
+    fNormal.Row(row).Reserve(row - first + 1);
+  }
   void AddEquation(const DesignRow& row, double weight, double misclosure) override;
   void WidenRow(std::uint32_t row, std::uint32_t first) override;
   void StoreElement(std::uint32_t row, std::uint32_t column, double value) override;

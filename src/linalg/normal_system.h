@@ -27,6 +27,9 @@ class NormalSystem {
   // Unknowns and multipliers.
   [[nodiscard]] virtual std::uint32_t Size() const = 0;
 
+  // A hint before the assembly: elements of the row will lie from column first on. No element
+  // comes to be by it.
+  virtual void ReserveRow(std::uint32_t /*row*/, std::uint32_t /*first*/) {}
   // Adds one observation component: N += w a^T a, n += w a^T l. The row is sorted by column;
   // equal columns add up.
   virtual void AddEquation(const DesignRow& row, double weight, double misclosure) = 0;

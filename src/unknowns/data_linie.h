@@ -14,7 +14,7 @@ namespace vermo {
 class DataLinie final : public Data {
  public:
   using Vector = ostra_bundle::VektorD<3>;
-  static constexpr unsigned kUnknowns = 4;
+  static constexpr std::uint32_t kUnknowns = 4;
 
   // The line through two points. Throws KlException -42001 when they are closer than 1e-10; the
   // line is then unchanged.

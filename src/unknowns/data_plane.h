@@ -14,7 +14,7 @@ namespace vermo {
 class DataPlane final : public Data {
  public:
   using Vector = ostra_bundle::VektorD<3>;
-  static constexpr unsigned kUnknowns = 3;
+  static constexpr std::uint32_t kUnknowns = 3;
 
   // The normal may have any length but 0, for which TensorExceptDivisionByZero is thrown.
   void SetPointAndNormal(const Vector& point, const Vector& normal);

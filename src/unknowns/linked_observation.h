@@ -36,6 +36,11 @@ class LinkedObservation {
     return (fMessungFlags & (kActive | kAusreisser)) == kActive;
   }
 
+  // The smallest column among the groups linked to it, noted while a system is prepared.
+  [[nodiscard]] std::uint32_t SmallestColumn() const noexcept { return fSmallestColumn; }
+  void SetSmallestColumn(std::uint32_t column) noexcept { fSmallestColumn = column; }
+  static constexpr std::uint32_t kNoColumn = 0xFFFFFFFF;
+
   // Number of scalar components.
   [[nodiscard]] virtual std::uint32_t Dimension() const noexcept = 0;
 
@@ -65,6 +70,7 @@ class LinkedObservation {
 
   MessungKind fKind;
   std::uint32_t fMessungFlags = 0;
+  std::uint32_t fSmallestColumn = kNoColumn;
 };
 
 }  // namespace vermo

@@ -153,6 +153,28 @@ void Assemble(EnvelopeSystem& system, std::uint64_t seed) {
   }
 }
 
+TEST(EnvelopeSystem, ReservedRowsGrowWithoutAnAllocationAndHoldNothing) {
+  EnvelopeSystem system;
+  system.Reset(50, 0);
+  for (std::uint32_t r = 0; r < 50; ++r) system.ReserveRow(r, 0);
+  EXPECT_EQ(system.Element(49, 0), 0.0);
+  const std::size_t before = gAllocations;
+  for (std::uint32_t c = 50; c-- > 0;) {
+    DesignRow row;
+    row.push(c, 1.0);
+    row.push(49, 2.0);
+    system.AddEquation(row, 1.0, 0.0);
+  }
+  EXPECT_EQ(gAllocations, before);
+  EXPECT_EQ(system.Element(49, 0), 2.0);
+  EXPECT_EQ(system.Element(49, 49), 49 * 4.0 + 9.0);
+  // What is reserved is not stored: an empty row stays empty.
+  system.Reset(2, 0);
+  system.ReserveRow(1, 0);
+  system.AddEquation(Row({{0, 1.0}}), 1.0, 0.0);
+  EXPECT_THROW(system.FactorizeAndSolve(true), KlException);
+}
+
 TEST(EnvelopeSystem, SecondIterationReusesItsBuffers) {
   EnvelopeSystem system;
   const auto iterate = [&system](std::uint64_t seed) {
