@@ -121,11 +121,8 @@ TEST(Calibration, UsualLimitEndsOneIterationEarlier) {
   c.Expect(1e-3);
 }
 
-TEST(Calibration, AgreesWithTheDenseReference) {
-  const Network network = ReadCalibration();
-  LibraryRun run = RunThroughLibrary(network);
-  ASSERT_EQ(run.status, 0);
-  // The reference starts where the library ended, with the rotations as matrices, and has to stay.
+// What the reference starts from: where the library ended, with the rotations as matrices.
+Network StartFrom(const Network& network, LibraryRun& run) {
   Network start = network;
   start.points = run.adjusted.points;
   start.cameras = run.adjusted.cameras;
@@ -148,11 +145,14 @@ TEST(Calibration, AgreesWithTheDenseReference) {
     std::copy_n(r, 9, e.Rotation);
   }
   run.adjusted.images = start.images;
-  for (std::size_t i = 0; i < run.adjusted.images.size(); ++i) {
-    const auto& e = start.images[i];
-    std::copy_n(e.SPosition, 3, run.adjusted.images[i].SPosition);
-    std::copy_n(e.SRotation, 3, run.adjusted.images[i].SRotation);
-  }
+  return start;
+}
+
+TEST(Calibration, AgreesWithTheDenseReference) {
+  const Network network = ReadCalibration();
+  LibraryRun run = RunThroughLibrary(network);
+  ASSERT_EQ(run.status, 0);
+  const Network start = StartFrom(network, run);
   const Result expected = reference::Adjust(start);
   ASSERT_TRUE(expected.converged);
   EXPECT_EQ(expected.unknowns, 422);
@@ -163,6 +163,44 @@ TEST(Calibration, AgreesWithTheDenseReference) {
   CompareCameras(c, run.adjusted, expected.adjusted);
   CompareObservations(c, run.adjusted, expected);
   c.Expect(1e-6);
+}
+
+// The same images without control, all points carrying the datum. The reference has its own
+// formulation of the datum and pivots where it must.
+TEST(FreeNetwork, AgreesWithTheDenseReference) {
+  Network network = ReadCalibration();
+  for (auto& p : network.points) {
+    p.Flags = 0x01;
+    p.PointFlags = 0x1;
+  }
+  network.datumTranslation = network.datumRotation = network.datumScale = true;
+  LibraryRun run = RunThroughLibrary(network, 1e-5);
+  ASSERT_EQ(run.status, 0);
+  EXPECT_EQ(run.unknowns, 434);
+  EXPECT_EQ(run.constraints, 7);
+  EXPECT_EQ(run.redundancy, 3721);
+  Network start = StartFrom(network, run);
+  start.datumPoints = network.points;
+  const Result expected = reference::Adjust(start);
+  ASSERT_TRUE(expected.converged);
+  EXPECT_EQ(expected.unknowns, 434);
+  EXPECT_EQ(expected.constraints, 7);
+  EXPECT_NEAR(run.s0 / static_cast<double>(expected.s0), 1.0, 1e-6);
+  Comparison c;
+  ComparePoints(c, run.adjusted, expected.adjusted);
+  CompareImages(c, run.adjusted, expected.adjusted);
+  CompareCameras(c, run.adjusted, expected.adjusted);
+  // The elimination on the envelope leaves eps |N| beside constraint rows of 1e-5, as in any free
+  // network: of the order eps |N| / 1e-10 of a cofactor, with |N| of some 1e3 here.
+  c.Expect(1e-3, 2.2e-3);
+  // The centroid stays where the approximate coordinates had it.
+  double drift[3] = {};
+  for (std::size_t i = 0; i < network.points.size(); ++i) {
+    drift[0] += run.adjusted.points[i].X - network.points[i].X;
+    drift[1] += run.adjusted.points[i].Y - network.points[i].Y;
+    drift[2] += run.adjusted.points[i].Z - network.points[i].Z;
+  }
+  for (const double sum : drift) EXPECT_NEAR(sum, 0.0, 1e-9);
 }
 
 }  // namespace

@@ -343,7 +343,7 @@ Datum MakeDatum(const Network& network, const State& s, std::size_t u) {
     auto& row = datum.rows.emplace_back(u, 0);
     Real w = 0;
     for (const std::size_t i : marked) {
-      const auto& p = network.points[i];
+      const auto& p = network.datumPoints.empty() ? network.points[i] : network.datumPoints[i];
       const Vec e = {s.points[i][0] - c[0], s.points[i][1] - c[1], s.points[i][2] - c[2]};
       const Vec e0 = {p.X - c[0], p.Y - c[1], p.Z - c[2]};
       const Vec coefficient = coefficients(e);

@@ -27,6 +27,8 @@ struct Network {
   bool datumTranslation = false;
   bool datumRotation = false;
   bool datumScale = false;
+  // The coordinates that the datum goes back to; those of the points when empty.
+  std::vector<sXYZ_ObjectCoord> datumPoints;
 };
 
 struct Result {
