@@ -50,10 +50,6 @@ Vector BedingungHlm::Centroid() const {
   return sum;
 }
 
-void BedingungHlmTrans::StoreMultipliers(std::span<const double> solution) {
-  if (IsActive()) std::ranges::copy(solution.subspan(FirstRow(), 3), fWerte.begin());
-}
-
 void BedingungHlmTrans::AddConstraintRows(NormalSystem& system) const {
   Vector sum{0.0, 0.0, 0.0};
   ForEachDatumPoint(
@@ -68,10 +64,6 @@ void BedingungHlmTrans::AddConstraintRows(NormalSystem& system) const {
 
 std::string BedingungHlmTrans::GetDescription() const {
   return ByLanguage("Bedingung Translation", "Constraint translation");
-}
-
-void BedingungHlmRot::StoreMultipliers(std::span<const double> solution) {
-  if (IsActive()) std::ranges::copy(solution.subspan(FirstRow(), 3), fWerte.begin());
 }
 
 void BedingungHlmRot::AddConstraintRows(NormalSystem& system) const {
@@ -104,10 +96,6 @@ void BedingungHlmRot::AddConstraintRows(NormalSystem& system) const {
 
 std::string BedingungHlmRot::GetDescription() const {
   return ByLanguage("Bedingung Rotation", "Constraint rotation");
-}
-
-void BedingungHlmM::StoreMultipliers(std::span<const double> solution) {
-  if (IsActive()) fWert = solution[FirstRow()];
 }
 
 void BedingungHlmM::AddConstraintRows(NormalSystem& system) const {

@@ -3,7 +3,12 @@
 #include "observations/bedingung.h"
 #include "unknowns/data_obko.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
 
 namespace vermo {
 
@@ -31,50 +36,44 @@ class BedingungHlm : public Bedingung {
   std::span<DataObko* const> fPunkte;
 };
 
-// Three rows 1e-5 dX: the sum of the coordinates goes back to that of X0.
-class BedingungHlmTrans final : public BedingungHlm {
+// A datum constraint of so many rows, which keeps its solved multipliers.
+template <std::uint32_t Rows>
+class TBedingungHlm : public BedingungHlm {
  public:
-  void StoreMultipliers(std::span<const double> solution) override;
-  [[nodiscard]] std::uint32_t ConstraintCount() const override { return IsActive() ? 3 : 0; }
-  void AddConstraintRows(NormalSystem& system) const override;
-  [[nodiscard]] std::vector<double> CollectMultipliers() const override {
+  void StoreMultipliers(std::span<const double> solution) final {
+    if (IsActive()) std::ranges::copy(solution.subspan(FirstRow(), Rows), fWerte.begin());
+  }
+  [[nodiscard]] std::uint32_t ConstraintCount() const final { return IsActive() ? Rows : 0; }
+  [[nodiscard]] std::vector<double> CollectMultipliers() const final {
     return {fWerte.begin(), fWerte.end()};
   }
-  [[nodiscard]] std::string GetDescription() const override;
 
  private:
-  std::array<double, 3> fWerte{};
+  std::array<double, Rows> fWerte{};
+};
+
+// Three rows 1e-5 dX: the sum of the coordinates goes back to that of X0.
+class BedingungHlmTrans final : public TBedingungHlm<3> {
+ public:
+  void AddConstraintRows(NormalSystem& system) const override;
+  [[nodiscard]] std::string GetDescription() const override;
 };
 
 // Three rows s (X - c) x dX: takes back the rotation between X and X0. The scale s is 1e-5 over
 // the spread m; m carries the sign of the coordinate that it was taken from, and so do all three
 // rows with their right-hand side.
-class BedingungHlmRot final : public BedingungHlm {
+class BedingungHlmRot final : public TBedingungHlm<3> {
  public:
-  void StoreMultipliers(std::span<const double> solution) override;
-  [[nodiscard]] std::uint32_t ConstraintCount() const override { return IsActive() ? 3 : 0; }
   void AddConstraintRows(NormalSystem& system) const override;
-  [[nodiscard]] std::vector<double> CollectMultipliers() const override {
-    return {fWerte.begin(), fWerte.end()};
-  }
   [[nodiscard]] std::string GetDescription() const override;
-
- private:
-  std::array<double, 3> fWerte{};
 };
 
 // One row s (X - c) . dX: the sum of the squared distances from the centroid stays the same to
 // first order.
-class BedingungHlmM final : public BedingungHlm {
+class BedingungHlmM final : public TBedingungHlm<1> {
  public:
-  void StoreMultipliers(std::span<const double> solution) override;
-  [[nodiscard]] std::uint32_t ConstraintCount() const override { return IsActive() ? 1 : 0; }
   void AddConstraintRows(NormalSystem& system) const override;
-  [[nodiscard]] std::vector<double> CollectMultipliers() const override { return {fWert}; }
   [[nodiscard]] std::string GetDescription() const override;
-
- private:
-  double fWert = 0.0;
 };
 
 }  // namespace vermo
