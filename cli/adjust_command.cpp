@@ -1,23 +1,29 @@
 #include "adjust_command.h"
 
+#include "active_groups.h"
 #include "bundle_job.h"
 #include "csv_writer.h"
+#include "datum_check.h"
 #include "diagnostics.h"
 #include "exit_status.h"
 #include "failure_help.h"
 #include "job_file.h"
 #include "job_folder.h"
+#include "job_input.h"
 #include "network_survey.h"
 #include "output_place.h"
 #include "result_files.h"
 #include "run.h"
 #include "summary.h"
 #include "table_registry.h"
+#include "timing.h"
 
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ostream.h>
+#include <string>
 #include <system_error>
+#include <vector>
 #include <xyz_api.h>
 
 namespace cardo {
@@ -25,35 +31,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void Poll(const Console& console) {
-  if (console.IsCancelled()) throw Cancelled();
-}
-
-int TellMistakes(const Diagnostics& diagnostics, const Console& console) {
-  for (const Diagnostic& diagnostic : diagnostics.List()) {
-    fmt::print(console.err, "{}\n", ToString(diagnostic));
-  }
-  return kExitBadInput;
-}
-
 std::vector<std::string> ResultNames() {
   std::vector<std::string> names = {kSummaryName};
   for (const auto& table : MakeTables()) names.push_back(table->FileName());
   return names;
-}
-
-JobFile ReadSettings(const AdjustOptions& options, Diagnostics& diagnostics) {
-  std::error_code error;
-  if (!fs::is_directory(options.job, error)) {
-    diagnostics.Add({options.job},
-                    fs::exists(options.job, error) ? "is a file, expected a job folder"
-                                                   : "does not exist, expected a job folder");
-    return {};
-  }
-  JobFile file = ReadJobFile(fs::path(options.job) / JobFile::kName, diagnostics);
-  for (const std::string& setting : options.settings) ApplySetting(setting, file, diagnostics);
-  CheckSettings(file, diagnostics);
-  return file;
 }
 
 void WriteTables(const JobTables& tables, const WriteContext& context, ResultFiles& results) {
@@ -79,23 +60,46 @@ void CheckProtocolFile(const fs::path& path, const OutputPlace& place) {
   throw ResultError(fmt::format("{} cannot be written", Quoted(wanted.string())));
 }
 
+// Groups that the run left out although the job has them active, with the usual reasons as they
+// were before the run.
+void TellLostGroups(const GroupIds& lost,
+                    const NetworkSurvey& before,
+                    const JobFile& file,
+                    const Console& console) {
+  if (CountOf(lost) == 0) return;
+  fmt::print(console.err,
+             "cardo-bundle: the run left out {}\n{}",
+             ListOfGroups(lost),
+             DescribeSuspects(before, file));
+}
+
 int RunAndWrite(const AdjustOptions& options,
                 const JobFile& file,
                 const JobTables& tables,
                 const OutputPlace& place,
                 void* job,
-                const Console& console) {
+                const Console& console,
+                Timing& timing) {
   ResultFiles results(place.folder);
   const fs::path protocol =
       place.protocol ? results.AddElsewhere(*place.protocol) : results.Add(kProtocolName);
   XYZ_SetNewProtocolFile(job, protocol.c_str());
 
-  const RunOutcome outcome = Run(job, console, console.isTerminal && !options.quiet);
+  const DatumCheck check = CheckDatum(job);
+  if (check.Objects() && !options.quiet)
+    fmt::print(console.err, "cardo-bundle: the check objects: {}", DescribeDatum(check, file));
+  const GroupIds groups = ActiveGroups(job);
+  const NetworkSurvey survey = SurveyNetwork(job);
+
+  const RunOutcome outcome = Run(job, console, console.isTerminal && !options.quiet, timing);
   // Also a run that ended on its own while the user wanted it to.
   Poll(console);
   CheckProtocolFile(protocol, place);
   if (outcome.status != eXYZ_Ok) {
-    fmt::print(console.err, "cardo-bundle: {}", DescribeFailure(outcome, SurveyNetwork(job), file));
+    fmt::print(console.err, "cardo-bundle: {}", DescribeFailure(outcome, survey, file));
+    const GroupIds lost = Without(groups, ActiveGroups(job));
+    if (CountOf(lost) != 0)
+      fmt::print(console.err, "The run had left out {} before it failed.\n", ListOfGroups(lost));
     // The results of an earlier run stay as they are; only the protocol is new.
     if (!place.protocol) results.Rename(protocol, kFailedProtocolName);
     results.Commit();
@@ -105,12 +109,15 @@ int RunAndWrite(const AdjustOptions& options,
     return kExitRunFailed;
   }
 
+  if (!options.quiet) TellLostGroups(Without(groups, ActiveGroups(job)), survey, file, console);
+  const StopWatch writing;
   const Summary summary = Summarize(job, file, outcome);
   WriteTables(tables, {job, [&console] { Poll(console); }}, results);
   WriteSummary(summary, results);
   results.AddRemoval(kFailedProtocolName);
   Poll(console);
   results.Commit();
+  timing.writing = writing.Seconds();
   if (!options.quiet) {
     fmt::print(console.out, "{}{}", console.isTerminal ? "\n" : "", SummaryText(summary));
     fmt::print(console.out, "\nResults: {}\n", place.folder.string());
@@ -122,8 +129,10 @@ int RunAndWrite(const AdjustOptions& options,
 
 int Adjust(const AdjustOptions& options, const Console& console) {
   try {
+    const StopWatch total;
+    Timing timing;
     Diagnostics diagnostics;
-    const JobFile file = ReadSettings(options, diagnostics);
+    const JobFile file = ReadSettings(options.job, options.settings, diagnostics);
     const OutputPlace place =
         FindOutputPlace(options.job, options.output, options.protocol, ResultNames(), diagnostics);
     if (!diagnostics.IsEmpty()) return TellMistakes(diagnostics, console);
@@ -135,7 +144,11 @@ int Adjust(const AdjustOptions& options, const Console& console) {
 
     ApplyParameters(job.Handle(), file.parameters);
     Poll(console);
-    return RunAndWrite(options, file, tables, place, job.Handle(), console);
+    timing.reading = total.Seconds();
+    const int status = RunAndWrite(options, file, tables, place, job.Handle(), console, timing);
+    timing.total = total.Seconds();
+    if (options.timing) fmt::print(console.out, "\n{}", TimingText(timing));
+    return status;
   } catch (const Cancelled&) {
     fmt::print(console.err, "cardo-bundle: cancelled, nothing has been written\n");
     return kExitCancelled;

@@ -15,6 +15,7 @@ struct AdjustOptions {
   std::optional<std::string> protocol;
   std::vector<std::string> settings;  // name=value
   bool quiet = false;
+  bool timing = false;
 };
 
 // Reads the job folder, runs the adjustment and writes the results. Answers an ExitStatus.

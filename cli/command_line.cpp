@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include "adjust_command.h"
+#include "check_command.h"
 #include "exit_status.h"
 
 #include <CLI/CLI.hpp>
@@ -9,6 +10,7 @@
 #include <fmt/ostream.h>
 #include <new>
 #include <string>
+#include <vector>
 #include <xyz_api.h>
 
 namespace cardo {
@@ -21,18 +23,30 @@ std::string VersionText() {
       "cardo-bundle {}.{}.{} ({})", version.Major, version.Minor, version.Patch, version.Name);
 }
 
+void AddJobAndSettings(CLI::App& command, std::string& job, std::vector<std::string>& settings) {
+  command.add_option("JOB", job, "Folder with job.toml and the tables")->required();
+  command.add_option("--set", settings, "A setting that overrides job.toml, repeatable")
+      ->type_name("NAME=VALUE")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+CLI::App* AddCheck(CLI::App& program, CheckOptions& options) {
+  CLI::App* command = program.add_subcommand(
+      "check", "Tell whether the datum of a job folder is determined, and not twice");
+  AddJobAndSettings(*command, options.job, options.settings);
+  return command;
+}
+
 CLI::App* AddAdjust(CLI::App& program, AdjustOptions& options) {
   CLI::App* command =
       program.add_subcommand("adjust", "Adjust the network of a job folder and write the results");
-  command->add_option("JOB", options.job, "Folder with job.toml and the tables")->required();
+  AddJobAndSettings(*command, options.job, options.settings);
   command->add_option("-o,--output", options.output, "Folder of the results [JOB/results]")
       ->type_name("DIR");
   command->add_option("--protocol", options.protocol, "File of the protocol [DIR/protocol.htm]")
       ->type_name("FILE");
-  command->add_option("--set", options.settings, "A setting that overrides job.toml, repeatable")
-      ->type_name("NAME=VALUE")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command->add_flag("--timing", options.timing, "Time of every stage and peak memory");
   command->add_flag("-q,--quiet", options.quiet, "No progress and no summary");
   return command;
 }
@@ -43,6 +57,8 @@ int Execute(int argc, const char* const* argv, const Console& console) {
   program.require_subcommand(1);
   AdjustOptions adjustOptions;
   const CLI::App* adjust = AddAdjust(program, adjustOptions);
+  CheckOptions checkOptions;
+  const CLI::App* check = AddCheck(program, checkOptions);
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -50,6 +66,7 @@ int Execute(int argc, const char* const* argv, const Console& console) {
     return code == 0 ? kExitOk : kExitBadInput;
   }
   if (adjust->parsed()) return Adjust(adjustOptions, console);
+  if (check->parsed()) return Check(checkOptions, console);
   return kExitBadInput;
 }
 

@@ -1,6 +1,7 @@
 #include "failure_help.h"
 
 #include "bundle_job.h"
+#include "datum_check.h"
 
 #include <fmt/format.h>
 #include <string_view>
@@ -73,42 +74,6 @@ std::string Joined(const std::vector<std::string>& words) {
   return text;
 }
 
-// What the network lacks to determine all its unknowns, a line each, by the user's ids.
-std::string Suspects(const NetworkSurvey& survey, const JobFile& job) {
-  std::string text;
-  const std::vector<std::string> missing = MissingDatum(survey, job);
-  if (!missing.empty()) {
-    text += fmt::format(
-        "- Nothing fixes the datum: there are no fixed points or images and no measured "
-        "coordinates, and datum lacks {}. Fix some points, or set datum and mark datum points.\n",
-        Joined(missing));
-  }
-  if (survey.parts.size() > 1) {
-    text += fmt::format("- The network falls into {} parts that no observation connects:\n",
-                        survey.parts.size());
-    constexpr std::size_t kShown = 5;
-    for (std::size_t i = 0; i < survey.parts.size() && i < kShown; ++i) {
-      text += fmt::format("    images {}\n", ListOfIds(survey.parts[i]));
-    }
-    if (survey.parts.size() > kShown) {
-      text += fmt::format("    and {} more\n", survey.parts.size() - kShown);
-    }
-  }
-  if (!survey.weakPoints.empty()) {
-    text +=
-        fmt::format("- Points seen by fewer than two images: {}\n", ListOfIds(survey.weakPoints));
-  }
-  if (!survey.weakImages.empty()) {
-    text +=
-        fmt::format("- Images with fewer than three points: {}\n", ListOfIds(survey.weakImages));
-  }
-  if (!survey.unusedCameras.empty()) {
-    text += fmt::format("- Cameras without an image that has points: {}\n",
-                        ListOfIds(survey.unusedCameras));
-  }
-  return text;
-}
-
 std::string DescribeSingular(const std::string& suspects) {
   const std::string head =
       "The normal equations are singular: the observations do not determine all unknowns.\n";
@@ -146,6 +111,54 @@ std::string Advice(const RunOutcome& outcome, const std::string& suspects) {
 
 }  // namespace
 
+std::string DescribeSuspects(const NetworkSurvey& survey, const JobFile& job) {
+  std::string text;
+  const std::vector<std::string> missing = MissingDatum(survey, job);
+  if (!missing.empty()) {
+    text += fmt::format(
+        "- Nothing fixes the datum: there are no fixed points or images and no measured "
+        "coordinates, and datum lacks {}. Fix some points, or set datum and mark datum points.\n",
+        Joined(missing));
+  }
+  if (survey.parts.size() > 1) {
+    text += fmt::format("- The network falls into {} parts that no observation connects:\n",
+                        survey.parts.size());
+    constexpr std::size_t kShown = 5;
+    for (std::size_t i = 0; i < survey.parts.size() && i < kShown; ++i) {
+      text += fmt::format("    images {}\n", ListOfIds(survey.parts[i]));
+    }
+    if (survey.parts.size() > kShown) {
+      text += fmt::format("    and {} more\n", survey.parts.size() - kShown);
+    }
+  }
+  if (!survey.weakPoints.empty()) {
+    text +=
+        fmt::format("- Points seen by fewer than two images: {}\n", ListOfIds(survey.weakPoints));
+  }
+  if (!survey.weakImages.empty()) {
+    text +=
+        fmt::format("- Images with fewer than three points: {}\n", ListOfIds(survey.weakImages));
+  }
+  if (!survey.unusedCameras.empty()) {
+    text += fmt::format("- Cameras without an image that has points: {}\n",
+                        ListOfIds(survey.unusedCameras));
+  }
+  if (!survey.weakLines.empty()) {
+    text += fmt::format(
+        "- Lines, unless fixed, without line image coordinates in two images or two points on "
+        "them: {}\n",
+        ListOfIds(survey.weakLines));
+  }
+  if (!survey.weakPlanes.empty()) {
+    text += fmt::format("- Planes, unless fixed, with fewer than three points on them: {}\n",
+                        ListOfIds(survey.weakPlanes));
+  }
+  if (!text.empty() && survey.verdict != 0) {
+    text += fmt::format("- The check of the datum: {}.\n", DatumVerdict(survey.verdict));
+  }
+  return text;
+}
+
 std::string DescribeFailure(const RunOutcome& outcome,
                             const NetworkSurvey& survey,
                             const JobFile& job) {
@@ -156,7 +169,7 @@ std::string DescribeFailure(const RunOutcome& outcome,
     if (!outcome.failure->text.empty()) text += fmt::format(" - {}", outcome.failure->text);
   }
   text += '\n';
-  const std::string suspects = Suspects(survey, job);
+  const std::string suspects = DescribeSuspects(survey, job);
   text += Advice(outcome, suspects);
   if (MayBeSingular(outcome) && !suspects.empty()) {
     text +=

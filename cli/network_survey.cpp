@@ -61,6 +61,8 @@ class Surveyor {
     TakeImageCoordinates();
     TakeMeasuredCoordinates();
     TakeDistances();
+    TakeLinesAndPlanes();
+    fSurvey.verdict = XYZ_CheckSettings(fJob);
     return Judge();
   }
 
@@ -138,6 +140,47 @@ class Surveyor {
       if (first == fPoints.end() || second == fPoints.end()) continue;
       fParts.Join(first->second.node, second->second.node);
       ++fSurvey.distances;
+    }
+  }
+
+  void TakeLinesAndPlanes() {
+    std::map<std::int32_t, std::unordered_set<std::int32_t>> imagesOfLine;
+    std::map<std::int32_t, int> pointsOnLine;
+    std::map<std::int32_t, int> pointsOnPlane;
+    sXYZ_Line line{};
+    for (int i = 0; i < XYZ_GetLineCnt(fJob); ++i) {
+      if (XYZ_GetLineAt(fJob, i, &line) != eXYZ_Ok || (line.Flags & kActive) == 0) continue;
+      imagesOfLine[line.Id];
+    }
+    sXYZ_Plane plane{};
+    for (int i = 0; i < XYZ_GetPlaneCnt(fJob); ++i) {
+      if (XYZ_GetPlaneAt(fJob, i, &plane) != eXYZ_Ok || (plane.Flags & kActive) == 0) continue;
+      pointsOnPlane[plane.Id];
+    }
+    sXYZ_PictureLineCoord ray{};
+    for (int i = 0; i < XYZ_GetLinePictureCoordCnt(fJob); ++i) {
+      if (XYZ_GetLinePictureCoordAt(fJob, i, &ray) != eXYZ_Ok || !IsUsed(ray.Flags)) continue;
+      const auto found = imagesOfLine.find(ray.LineId);
+      if (found != imagesOfLine.end()) found->second.insert(ray.EorId);
+    }
+    sXYZ_ConstraintPointOnLine onLine{};
+    for (int i = 0; i < XYZ_GetConstraintPointOnLineCnt(fJob); ++i) {
+      if (XYZ_GetConstraintPointOnLineAt(fJob, i, &onLine) != eXYZ_Ok || onLine.Flags == 0)
+        continue;
+      ++pointsOnLine[onLine.LineId];
+    }
+    sXYZ_ConstraintPointOnPlane onPlane{};
+    for (int i = 0; i < XYZ_GetConstraintPointOnPlaneCnt(fJob); ++i) {
+      if (XYZ_GetConstraintPointOnPlaneAt(fJob, i, &onPlane) != eXYZ_Ok || onPlane.Flags == 0)
+        continue;
+      const auto found = pointsOnPlane.find(onPlane.PlaneId);
+      if (found != pointsOnPlane.end()) ++found->second;
+    }
+    for (const auto& [id, images] : imagesOfLine) {
+      if (images.size() < 2 && pointsOnLine[id] < 2) fSurvey.weakLines.push_back(id);
+    }
+    for (const auto& [id, points] : pointsOnPlane) {
+      if (points < 3) fSurvey.weakPlanes.push_back(id);
     }
   }
 

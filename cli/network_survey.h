@@ -15,6 +15,13 @@ struct NetworkSurvey {
   std::vector<std::int32_t> weakImages;
   // Variable cameras whose images have no points.
   std::vector<std::int32_t> unusedCameras;
+  // Lines seen in fewer than two images that have fewer than two points on them. The library does
+  // not tell whether a line or a plane is fixed, so fixed ones are among them.
+  std::vector<std::int32_t> weakLines;
+  // Planes with fewer than three points on them.
+  std::vector<std::int32_t> weakPlanes;
+  // The library's verdict on the datum, 0 if it does not object.
+  int verdict = 0;
   // Images of each part of the network; parts share no observation. Parts without images are not
   // counted.
   std::vector<std::vector<std::int32_t>> parts;

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <exception>
 #include <fmt/format.h>
 #include <fmt/ostream.h>
@@ -19,8 +18,8 @@ constexpr std::size_t kKeptProtocol = 4096;
 
 class RunMonitor {
  public:
-  RunMonitor(const Console& console, bool showProgress)
-      : fConsole(console), fShowProgress(showProgress), fStart(std::chrono::steady_clock::now()) {}
+  RunMonitor(const Console& console, bool showProgress, Timing& timing)
+      : fConsole(console), fTiming(timing), fShowProgress(showProgress) {}
 
   // Nothing may leave a callback but its result; an exception cancels the run and is thrown
   // again by RethrowFailure.
@@ -37,6 +36,7 @@ class RunMonitor {
   static void OnProtocol(void* /*job*/, char* text, void* monitor) noexcept {
     auto& self = *static_cast<RunMonitor*>(monitor);
     try {
+      AddIterationTimes(text, self.fTiming);
       self.fProtocol += text;
       if (self.fProtocol.size() > 2 * kKeptProtocol) {
         self.fProtocol.erase(0, self.fProtocol.size() - kKeptProtocol);
@@ -46,9 +46,7 @@ class RunMonitor {
     }
   }
 
-  [[nodiscard]] double Seconds() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - fStart).count();
-  }
+  [[nodiscard]] double Seconds() const { return fWatch.Seconds(); }
 
   void RethrowFailure() const {
     if (fException) std::rethrow_exception(fException);
@@ -85,10 +83,11 @@ class RunMonitor {
   }
 
   const Console& fConsole;
+  Timing& fTiming;
   bool fShowProgress;
   bool fHeadIsShown = false;
   int fIterations = 0;
-  std::chrono::steady_clock::time_point fStart;
+  StopWatch fWatch;
   std::string fProtocol;
   std::exception_ptr fException;
 };
@@ -113,8 +112,8 @@ std::optional<ProtocolFailure> FindFailure(const std::string& protocol) {
   return std::nullopt;
 }
 
-RunOutcome Run(void* job, const Console& console, bool showProgress) {
-  RunMonitor monitor(console, showProgress);
+RunOutcome Run(void* job, const Console& console, bool showProgress, Timing& timing) {
+  RunMonitor monitor(console, showProgress, timing);
   XYZ_SetProgressCallback(job, RunMonitor::OnProgress, &monitor);
   XYZ_SetProtocolCallback(job, RunMonitor::OnProtocol, &monitor);
   RunOutcome outcome;
@@ -124,6 +123,7 @@ RunOutcome Run(void* job, const Console& console, bool showProgress) {
   monitor.RethrowFailure();
   outcome.iterations = monitor.Iterations();
   outcome.seconds = monitor.Seconds();
+  timing.accuracy = outcome.seconds - timing.assembly - timing.solution;
   if (outcome.status != eXYZ_Ok) outcome.failure = FindFailure(monitor.Protocol());
   return outcome;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "console.h"
+#include "timing.h"
 
 #include <optional>
 #include <string>
@@ -24,7 +25,7 @@ struct RunOutcome {
 };
 
 // Runs the job and shows a line per iteration if asked to. console.cancelled, looked at after
-// each iteration, ends the run. Replaces the job's callbacks.
-[[nodiscard]] RunOutcome Run(void* job, const Console& console, bool showProgress);
+// each iteration, ends the run. Replaces the job's callbacks. Adds the times of the run's stages.
+[[nodiscard]] RunOutcome Run(void* job, const Console& console, bool showProgress, Timing& timing);
 
 }  // namespace cardo

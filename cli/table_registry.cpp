@@ -8,9 +8,14 @@
   TABLE(Images)               \
   TABLE(RelativeOrientations) \
   TABLE(Points)               \
+  TABLE(Lines)                \
+  TABLE(Planes)               \
   TABLE(ImageCoordinates)     \
+  TABLE(LineImageCoordinates) \
   TABLE(MeasuredCoordinates)  \
-  TABLE(Distances)
+  TABLE(Distances)            \
+  TABLE(PointsOnLines)        \
+  TABLE(PointsOnPlanes)
 
 namespace cardo {
 

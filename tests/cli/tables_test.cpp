@@ -300,8 +300,8 @@ TEST(Tables, TellMissingTablesOnce) {
   }
   EXPECT_THAT(empty.Messages(),
               ElementsAre(HasSubstr(": no observations, expected at least one table of "
-                                    "image_coordinates.csv, measured_coordinates.csv, "
-                                    "distances.csv")));
+                                    "image_coordinates.csv, line_image_coordinates.csv, "
+                                    "measured_coordinates.csv, distances.csv")));
 }
 
 TEST(Tables, TellUnknownTables) {
