@@ -9,6 +9,7 @@
 #include "protocol/protocol_date.h"
 #include "protocol/protocol_target.h"
 
+#include <cstddef>
 #include <iomanip>
 #include <ios>
 #include <locale>

@@ -4,6 +4,7 @@
 #include "checks/language.h"
 #include "checks/latin1.h"
 
+#include <cstddef>
 #include <iterator>
 
 namespace vermo {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <array>
-
 namespace vermo {
 
 // A literal of the report, German and English side by side, ISO 8859-1.

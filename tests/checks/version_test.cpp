@@ -6,17 +6,31 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 
 namespace {
 
 TEST(Version, LibraryAndTensorsRegisterInThisOrder) {
   const auto& versions = VersionTracker::Instance().Versions();
   ASSERT_GE(versions.size(), 2U);
+  EXPECT_EQ(versions[0], &LibraryVersion());
   EXPECT_EQ(versions[0]->GetName(), "CardoBundleLib 1.10.9");
+  EXPECT_EQ(versions[0]->GetMajor(), 1U);
+  EXPECT_EQ(versions[0]->GetMinor(), 10U);
+  EXPECT_EQ(versions[0]->GetPatch(), 9U);
   EXPECT_EQ(versions[1]->GetName(), "Ostra");
   EXPECT_EQ(versions[1]->GetMajor(), 1U);
   EXPECT_EQ(versions[1]->GetMinor(), 12U);
   EXPECT_EQ(versions[1]->GetPatch(), 1U);
+}
+
+TEST(Version, ConstructionRegistersTheObjectItself) {
+  // Lives as long as the tracker points to it.
+  static const VersionBase version(2, 30, 4, "component");
+  EXPECT_EQ(VersionTracker::Instance().Versions().back(), &version);
+  std::string text;
+  EXPECT_EQ(&version.GetVersionText(text), &text);
+  EXPECT_EQ(text, "2.30.4");
 }
 
 TEST(Version, TextJoinsTheNumbers) {

@@ -4,20 +4,26 @@
 #include "protocol/old_style_message_handler.h"
 #include "protocol/protocol_contents.h"
 #include "protocol/protocol_date.h"
+#include "protocol/protocol_stream.h"
 #include "protocol/protocol_target.h"
+#include "support/comma_locale.h"
+#include "support/language_guard.h"
 
-#include <cstdio>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <ios>
+#include <iterator>
 #include <limits>
-#include <locale>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace vermo {
@@ -25,16 +31,36 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The language of the process and the time zone of the tests, put back afterwards.
+// The local time of one scope; the zone of the process comes back.
+class TimeZone {
+ public:
+  explicit TimeZone(const char* zone) {
+    if (const char* before = std::getenv("TZ")) fBefore = before;
+    Set(zone);
+  }
+  ~TimeZone() { Set(fBefore ? fBefore->c_str() : nullptr); }
+  TimeZone(const TimeZone&) = delete;
+  TimeZone& operator=(const TimeZone&) = delete;
+
+ private:
+  static void Set(const char* zone) {
+    if (zone != nullptr)
+      ::setenv("TZ", zone, 1);
+    else
+      ::unsetenv("TZ");
+    ::tzset();
+  }
+
+  std::optional<std::string> fBefore;
+};
+
+// A folder for the files of a test, German and universal time; all is put back afterwards.
 class ProtocolFrame : public ::testing::Test {
  protected:
   ProtocolFrame() : fFolder(fs::temp_directory_path() / UniqueName()) {
     fs::create_directories(fFolder);
-    ::setenv("TZ", "UTC", 1);
-    ::tzset();
   }
   ~ProtocolFrame() override {
-    SetLanguage(Language::German);
     std::error_code ignored;
     fs::remove_all(fFolder, ignored);
   }
@@ -55,6 +81,8 @@ class ProtocolFrame : public ::testing::Test {
 
  private:
   fs::path fFolder;
+  test::LanguageGuard fLanguage{Language::German};
+  TimeZone fZone{"UTC0"};
 };
 
 // Keeps the texts, and what the file held when each of them came.
@@ -117,6 +145,14 @@ TEST_F(ProtocolFrame, EnglishDateCountsTwelveHours) {
             "Mo 2 November 2026   1:05:00 pm");
 }
 
+TEST_F(ProtocolFrame, DateIsLocal) {
+  const TimeZone tokyo("JST-9");
+  EXPECT_EQ(Date(WriterLanguage::German, At(16, 30, 0), DateGap::OneBlank),
+            "Di 17.11.2026   1:30:00");
+  EXPECT_EQ(Date(WriterLanguage::English, At(3, 0, 0), DateGap::OneBlank),
+            "Mo 16 November 2026  12:00:00 pm");
+}
+
 TEST_F(ProtocolFrame, NamesOfDaysAndMonthsFollowTheProcessLanguage) {
   EXPECT_EQ(Date(WriterLanguage::English, At(9, 0, 0, -250), DateGap::OneBlank),
             "Mi 11 M\xE4rz 2026   9:00:00 am");
@@ -156,9 +192,10 @@ TEST_F(ProtocolFrame, NamesOfDaysAndMonthsFollowTheProcessLanguage) {
 }
 
 TEST_F(ProtocolFrame, TimeBeyondTheCalendarIsNotWritten) {
-  EXPECT_EQ(
-      Date(WriterLanguage::German, std::numeric_limits<std::int64_t>::max(), DateGap::OneBlank),
-      "**");
+  for (const WriterLanguage language : {WriterLanguage::German, WriterLanguage::English})
+    for (const std::int64_t time :
+         {std::numeric_limits<std::int64_t>::max(), std::numeric_limits<std::int64_t>::min()})
+      EXPECT_EQ(Date(language, time, DateGap::OneBlank), "**");
 }
 
 std::string Start(OldStyleMessageHandler& writer,
@@ -375,7 +412,13 @@ TEST_F(ProtocolFrame, IterationBlockInBothLanguages) {
             "       \n"
             "\nCalculation:\n"
             "\n      Build: 0.500 s\n   Solution: 12.250 s\n   Complete: 12.750 s\n");
-  EXPECT_EQ(listener.texts[1].substr(0, 20), "       Loop: 12 (3)\n");
+  EXPECT_EQ(listener.texts[1],
+            "       Loop: 12 (3)\n"
+            "         S0:       1.234568      (S0 apriori:     0.8)\n"
+            "       norm:       0.000123\n"
+            "          n:           4148\n"
+            "          u:            422\n"
+            "          b:              7\n\n");
 }
 
 TEST_F(ProtocolFrame, EstimationAndBlunderTextsInBothLanguages) {
@@ -508,17 +551,41 @@ TEST_F(ProtocolFrame, OpeningTruncatesAnExistingFile) {
   EXPECT_EQ(Contents(File()), "new");
 }
 
-TEST_F(ProtocolFrame, FileThatCannotBeOpenedLeavesTheTargetEverything) {
-  OldStyleMessageHandlerEN writer(File("no/such/folder/protocol.htm"));
-  EXPECT_FALSE(writer.OpenProtocol());
+TEST_F(ProtocolFrame, DetachedTargetHearsNoMoreWhileTheFileGoesOn) {
   Listener listener;
+  OldStyleMessageHandlerDE writer(File());
+  writer.WriteText("before ");
   writer.SetJob(&listener);
+  writer.WriteText("heard ");
+  writer.SetJob(nullptr);
+  writer.WriteText("unheard");
+  EXPECT_EQ(listener.All(), "heard ");
+  EXPECT_EQ(Contents(File()), "before heard unheard");
+}
+
+void WriteWholeRun(BundleMessageHandlerItf& writer) {
   const std::int64_t time = At(9, 3, 5);
   writer.RunStarted(&time, AdjustmentSettings(), Everything());
   writer.WriteIteration(SomeIteration());
-  writer.RunFinished(1.0);
+  writer.ReportBlunderCount(12345);
+  writer.RunFinished(12345.678);
+  writer.RunFailed(-12011);
   writer.RunClosed(&time, &time);
-  EXPECT_EQ(listener.texts.size(), 6U);
+}
+
+TEST_F(ProtocolFrame, FileThatCannotBeOpenedLeavesTheTargetEverything) {
+  Listener whole;
+  OldStyleMessageHandlerEN writable(File());
+  writable.SetJob(&whole);
+  WriteWholeRun(writable);
+  Listener alone;
+  OldStyleMessageHandlerEN writer(File("no/such/folder/protocol.htm"));
+  EXPECT_FALSE(writer.OpenProtocol());
+  writer.SetJob(&alone);
+  WriteWholeRun(writer);
+  EXPECT_EQ(alone.texts.size(), 9U);
+  EXPECT_EQ(alone.texts, whole.texts);
+  EXPECT_EQ(Contents(File()), whole.All());
 }
 
 TEST_F(ProtocolFrame, ForwarderWithoutWriterIsSilent) {
@@ -565,33 +632,42 @@ TEST_F(ProtocolFrame, ForwarderPassesEveryOperationOnAndClosesTheOldWriter) {
   EXPECT_FALSE(handler.OpenProtocol());
 }
 
-// Decimal comma and thousands points, as a process with a German locale has them.
-class GermanNumbers : public std::numpunct<char> {
- protected:
-  char do_decimal_point() const override { return ','; }
-  char do_thousands_sep() const override { return '.'; }
-  std::string do_grouping() const override { return "\3"; }
-};
+TEST_F(ProtocolFrame, ForwarderClosesTheOldFileBeforeTheSameNameOpensAgain) {
+  BundleMessageHandler handler;
+  handler.SetHandler(std::make_unique<OldStyleMessageHandlerDE>(File()));
+  handler.WriteText("a first and longer report");
+  handler.ClearHandler();
+  EXPECT_EQ(Contents(File()), "a first and longer report");
+  handler.SetHandler(std::make_unique<OldStyleMessageHandlerDE>(File()));
+  handler.WriteText("second");
+  EXPECT_EQ(Contents(File()), "second");
+}
 
 TEST_F(ProtocolFrame, ProcessLocaleDoesNotReachTheText) {
   Listener classic;
-  Listener german;
-  const std::int64_t time = At(9, 3, 5);
-  const auto write = [&](Listener& listener, const char* name) {
-    OldStyleMessageHandlerDE writer(File(name));
-    writer.SetJob(&listener);
-    writer.RunStarted(&time, AdjustmentSettings(), ProtocolContents());
-    writer.WriteIteration(SomeIteration());
-    writer.RunFinished(12345.678);
-    writer.RunClosed(&time, &time);
-  };
-  write(classic, "classic.htm");
-  const std::locale before =
-      std::locale::global(std::locale(std::locale::classic(), new GermanNumbers));
-  write(german, "german.htm");
-  std::locale::global(before);
-  EXPECT_EQ(classic.texts, german.texts);
-  EXPECT_EQ(Contents(File("classic.htm")), Contents(File("german.htm")));
+  Listener comma;
+  {
+    OldStyleMessageHandlerDE writer(File("classic.htm"));
+    writer.SetJob(&classic);
+    WriteWholeRun(writer);
+  }
+  {
+    const test::CommaLocale locale;
+    OldStyleMessageHandlerDE writer(File("comma.htm"));
+    writer.SetJob(&comma);
+    WriteWholeRun(writer);
+  }
+  EXPECT_EQ(classic.texts, comma.texts);
+  EXPECT_EQ(Contents(File("classic.htm")), Contents(File("comma.htm")));
+}
+
+TEST_F(ProtocolFrame, StreamKeepsItsFiveDefaults) {
+  const ProtocolStream stream(File());
+  EXPECT_EQ(stream.fIntWidth, 8);
+  EXPECT_EQ(stream.fIntFlags, std::ios_base::right);
+  EXPECT_EQ(stream.fDoubleWidth, 12);
+  EXPECT_EQ(stream.fDoublePrecision, 4);
+  EXPECT_EQ(stream.fDoubleFlags, std::ios_base::fixed | std::ios_base::right);
 }
 
 }  // namespace
