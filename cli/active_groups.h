@@ -10,6 +10,7 @@
 namespace cardo {
 
 // The kinds of unknown groups, in the order in which they are told.
+enum GroupKind : std::size_t { kCameras, kProjections, kImages, kPoints, kLines, kPlanes };
 inline constexpr std::array<std::string_view, 6> kGroupKinds = {
     "cameras", "projections", "images", "points", "lines", "planes"};
 

@@ -68,9 +68,21 @@ void TellLostGroups(const GroupIds& lost,
                     const Console& console) {
   if (CountOf(lost) == 0) return;
   fmt::print(console.err,
-             "cardo-bundle: the run left out {}\n{}",
-             ListOfGroups(lost),
+             "cardo-bundle: {}{}",
+             DescribeLostGroups(lost, file),
              DescribeSuspects(before, file));
+}
+
+void TellLineCoordinatesWithoutResults(void* job, const Console& console) {
+  const int rays = XYZ_GetPictureCoordCnt(job);
+  const int lines = XYZ_GetLinePictureCoordCnt(job);
+  if (lines <= rays) return;
+  fmt::print(console.err,
+             "cardo-bundle: the library reads back as many line image coordinates as there are "
+             "image coordinates: rows {} to {} of line_image_coordinates.csv took part, but have "
+             "no results of their own\n",
+             rays + 1,
+             lines);
 }
 
 int RunAndWrite(const AdjustOptions& options,
@@ -89,7 +101,7 @@ int RunAndWrite(const AdjustOptions& options,
   if (check.Objects() && !options.quiet)
     fmt::print(console.err, "cardo-bundle: the check objects: {}", DescribeDatum(check, file));
   const GroupIds groups = ActiveGroups(job);
-  const NetworkSurvey survey = SurveyNetwork(job);
+  const NetworkSurvey survey = SurveyNetwork(job, tables.LineImageCoordinates());
 
   const RunOutcome outcome = Run(job, console, console.isTerminal && !options.quiet, timing);
   // Also a run that ended on its own while the user wanted it to.
@@ -99,7 +111,7 @@ int RunAndWrite(const AdjustOptions& options,
     fmt::print(console.err, "cardo-bundle: {}", DescribeFailure(outcome, survey, file));
     const GroupIds lost = Without(groups, ActiveGroups(job));
     if (CountOf(lost) != 0)
-      fmt::print(console.err, "The run had left out {} before it failed.\n", ListOfGroups(lost));
+      fmt::print(console.err, "Before it failed {}", DescribeLostGroups(lost, file));
     // The results of an earlier run stay as they are; only the protocol is new.
     if (!place.protocol) results.Rename(protocol, kFailedProtocolName);
     results.Commit();
@@ -109,7 +121,10 @@ int RunAndWrite(const AdjustOptions& options,
     return kExitRunFailed;
   }
 
-  if (!options.quiet) TellLostGroups(Without(groups, ActiveGroups(job)), survey, file, console);
+  if (!options.quiet) {
+    TellLostGroups(Without(groups, ActiveGroups(job)), survey, file, console);
+    TellLineCoordinatesWithoutResults(job, console);
+  }
   const StopWatch writing;
   const Summary summary = Summarize(job, file, outcome);
   WriteTables(tables, {job, [&console] { Poll(console); }}, results);

@@ -178,4 +178,23 @@ std::string DescribeFailure(const RunOutcome& outcome,
   return text;
 }
 
+std::string DescribeLostGroups(const GroupIds& lost, const JobFile& job) {
+  if (CountOf(lost) == 0) return {};
+  std::string text = fmt::format("the run left out {}\n", ListOfGroups(lost));
+  if (std::get<int>(ValueOf(job.parameters, "solvability_check")) != 0) {
+    text +=
+        "The solvability check leaves out one group that is not determined, builds the system "
+        "anew and looks again: with many such groups a run takes long. A group takes its "
+        "observations along, so that others may follow.\n";
+  }
+  const int minRays = std::get<int>(ValueOf(job.parameters, "min_rays"));
+  if (minRays > 0 && !lost[kPoints].empty()) {
+    text += fmt::format(
+        "Points with fewer than min_rays = {} rays are left out too, unless they have "
+        "ray_rule_exempt = 1.\n",
+        minRays);
+  }
+  return text;
+}
+
 }  // namespace cardo

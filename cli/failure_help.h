@@ -1,5 +1,6 @@
 #pragma once
 
+#include "active_groups.h"
 #include "job_file.h"
 #include "network_survey.h"
 #include "run.h"
@@ -17,5 +18,8 @@ namespace cardo {
 [[nodiscard]] std::string DescribeFailure(const RunOutcome& outcome,
                                           const NetworkSurvey& survey,
                                           const JobFile& job);
+
+// Which groups a run has left out, and how that goes; empty if there are none.
+[[nodiscard]] std::string DescribeLostGroups(const GroupIds& lost, const JobFile& job);
 
 }  // namespace cardo

@@ -42,18 +42,31 @@ struct Point {
   bool isVariable;
   bool isMeasured;
   std::unordered_set<std::int32_t> images;
+  // Equations of constraints.
+  std::size_t constraints = 0;
 };
 
 struct Image {
   std::size_t node;
   std::int32_t camera;
   bool isVariable;
-  std::size_t rays;
+  // Equations that it gets from points and lines; a line gives no more than two.
+  std::size_t equations;
 };
+
+// A line or a plane.
+struct Shape {
+  std::size_t node;
+  std::unordered_set<std::int32_t> images;
+  std::size_t points = 0;
+};
+
+using Shapes = std::map<std::int32_t, Shape>;
 
 class Surveyor {
  public:
-  explicit Surveyor(void* job) : fJob(job) {}
+  Surveyor(void* job, std::span<const sXYZ_PictureLineCoord> lineCoordinates)
+      : fJob(job), fLineCoordinates(lineCoordinates) {}
 
   NetworkSurvey Survey() {
     TakeImages();
@@ -94,11 +107,21 @@ class Surveyor {
     }
   }
 
-  void TakeRay(const Point& point, std::int32_t imageId) {
-    const auto image = fImages.find(imageId);
-    if (image == fImages.end()) return;
-    ++image->second.rays;
-    fParts.Join(point.node, image->second.node);
+  // An image, or both of a relative orientation, sees a point or a line.
+  void TakeSight(std::size_t node, std::int32_t imageId, std::size_t equations) {
+    const auto take = [&](std::int32_t id) {
+      const auto image = fImages.find(id);
+      if (image == fImages.end()) return;
+      image->second.equations += equations;
+      fParts.Join(node, image->second.node);
+    };
+    const auto relative = fOrientations.find(imageId);
+    if (relative == fOrientations.end()) {
+      take(imageId);
+    } else {
+      take(relative->second.first);
+      take(relative->second.second);
+    }
   }
 
   void TakeImageCoordinates() {
@@ -108,13 +131,7 @@ class Surveyor {
       const auto point = fPoints.find(ray.PointId);
       if (point == fPoints.end()) continue;
       point->second.images.insert(ray.EorId);
-      const auto relative = fOrientations.find(ray.EorId);
-      if (relative == fOrientations.end()) {
-        TakeRay(point->second, ray.EorId);
-      } else {
-        TakeRay(point->second, relative->second.first);
-        TakeRay(point->second, relative->second.second);
-      }
+      TakeSight(point->second.node, ray.EorId, 2);
     }
   }
 
@@ -144,57 +161,86 @@ class Surveyor {
   }
 
   void TakeLinesAndPlanes() {
-    std::map<std::int32_t, std::unordered_set<std::int32_t>> imagesOfLine;
-    std::map<std::int32_t, int> pointsOnLine;
-    std::map<std::int32_t, int> pointsOnPlane;
     sXYZ_Line line{};
     for (int i = 0; i < XYZ_GetLineCnt(fJob); ++i) {
       if (XYZ_GetLineAt(fJob, i, &line) != eXYZ_Ok || (line.Flags & kActive) == 0) continue;
-      imagesOfLine[line.Id];
+      fLines[line.Id] = {fParts.Add(), {}};
     }
     sXYZ_Plane plane{};
     for (int i = 0; i < XYZ_GetPlaneCnt(fJob); ++i) {
       if (XYZ_GetPlaneAt(fJob, i, &plane) != eXYZ_Ok || (plane.Flags & kActive) == 0) continue;
-      pointsOnPlane[plane.Id];
+      fPlanes[plane.Id] = {fParts.Add(), {}};
     }
-    sXYZ_PictureLineCoord ray{};
-    for (int i = 0; i < XYZ_GetLinePictureCoordCnt(fJob); ++i) {
-      if (XYZ_GetLinePictureCoordAt(fJob, i, &ray) != eXYZ_Ok || !IsUsed(ray.Flags)) continue;
-      const auto found = imagesOfLine.find(ray.LineId);
-      if (found != imagesOfLine.end()) found->second.insert(ray.EorId);
-    }
+    TakeLineImageCoordinates();
     sXYZ_ConstraintPointOnLine onLine{};
     for (int i = 0; i < XYZ_GetConstraintPointOnLineCnt(fJob); ++i) {
       if (XYZ_GetConstraintPointOnLineAt(fJob, i, &onLine) != eXYZ_Ok || onLine.Flags == 0)
         continue;
-      ++pointsOnLine[onLine.LineId];
+      TakeConstraint(onLine.PointId, fLines, onLine.LineId, 2);
     }
     sXYZ_ConstraintPointOnPlane onPlane{};
     for (int i = 0; i < XYZ_GetConstraintPointOnPlaneCnt(fJob); ++i) {
       if (XYZ_GetConstraintPointOnPlaneAt(fJob, i, &onPlane) != eXYZ_Ok || onPlane.Flags == 0)
         continue;
-      const auto found = pointsOnPlane.find(onPlane.PlaneId);
-      if (found != pointsOnPlane.end()) ++found->second;
+      TakeConstraint(onPlane.PointId, fPlanes, onPlane.PlaneId, 1);
     }
-    for (const auto& [id, images] : imagesOfLine) {
-      if (images.size() < 2 && pointsOnLine[id] < 2) fSurvey.weakLines.push_back(id);
+    for (const auto& [id, shape] : fLines) {
+      if (shape.images.size() < 2 && shape.points < 2) fSurvey.weakLines.push_back(id);
     }
-    for (const auto& [id, points] : pointsOnPlane) {
-      if (points < 3) fSurvey.weakPlanes.push_back(id);
+    for (const auto& [id, shape] : fPlanes) {
+      if (shape.points < 3) fSurvey.weakPlanes.push_back(id);
     }
+  }
+
+  void TakeLineImageCoordinates() {
+    std::map<std::pair<std::int32_t, std::int32_t>, int> countOfLineInImage;
+    sXYZ_PictureLineCoord ray{};
+    for (std::size_t i = 0; i < fLineCoordinates.size(); ++i) {
+      // The mark of an outlier may be the run's.
+      if (XYZ_GetLinePictureCoordAt(fJob, static_cast<int>(i), &ray) != eXYZ_Ok) {
+        ray = fLineCoordinates[i];
+      }
+      if (!IsUsed(ray.Flags)) continue;
+      const auto line = fLines.find(ray.LineId);
+      if (line == fLines.end()) continue;
+      line->second.images.insert(ray.EorId);
+      const int count = ++countOfLineInImage[{ray.LineId, ray.EorId}];
+      TakeSight(line->second.node, ray.EorId, count <= 2 ? 1 : 0);
+    }
+  }
+
+  void TakeConstraint(std::int32_t pointId,
+                      Shapes& shapes,
+                      std::int32_t shapeId,
+                      std::size_t equations) {
+    const auto point = fPoints.find(pointId);
+    const auto shape = shapes.find(shapeId);
+    if (point == fPoints.end() || shape == shapes.end()) return;
+    point->second.constraints += equations;
+    ++shape->second.points;
+    fParts.Join(point->second.node, shape->second.node);
   }
 
   NetworkSurvey Judge() {
     for (const auto& [id, point] : fPoints) {
-      if (point.isVariable && !point.isMeasured && point.images.size() < 2) {
+      if (point.isVariable && !point.isMeasured && point.images.size() < 2 &&
+          2 * point.images.size() + point.constraints < 3) {
         fSurvey.weakPoints.push_back(id);
       }
     }
-    std::map<std::int32_t, std::size_t> raysOfCamera;
+    JudgeImagesAndCameras();
+    fSurvey.hasControl =
+        fSurvey.fixedPoints > 0 || fSurvey.fixedImages > 0 || fSurvey.measuredPoints > 0;
+    return std::move(fSurvey);
+  }
+
+  void JudgeImagesAndCameras() {
+    std::map<std::int32_t, std::size_t> equationsOfCamera;
     std::map<std::size_t, std::vector<std::int32_t>> parts;
+    constexpr std::size_t kUnknownsOfImage = 6;
     for (const auto& [id, image] : fImages) {
-      if (image.isVariable && image.rays < 3) fSurvey.weakImages.push_back(id);
-      raysOfCamera[image.camera] += image.rays;
+      if (image.isVariable && image.equations < kUnknownsOfImage) fSurvey.weakImages.push_back(id);
+      equationsOfCamera[image.camera] += image.equations;
       parts[fParts.Root(image.node)].push_back(id);
     }
     for (auto& [root, images] : parts) fSurvey.parts.push_back(std::move(images));
@@ -203,24 +249,28 @@ class Surveyor {
     for (int i = 0; i < XYZ_GetInteriorOrientCnt(fJob); ++i) {
       if (XYZ_GetInteriorOrientAt(fJob, i, camera.get()) != eXYZ_Ok) continue;
       const bool isVariable = (camera->Flags & (kActive | kFixed)) == kActive;
-      if (isVariable && raysOfCamera[camera->Id] == 0) fSurvey.unusedCameras.push_back(camera->Id);
+      if (isVariable && equationsOfCamera[camera->Id] == 0) {
+        fSurvey.unusedCameras.push_back(camera->Id);
+      }
     }
-    fSurvey.hasControl =
-        fSurvey.fixedPoints > 0 || fSurvey.fixedImages > 0 || fSurvey.measuredPoints > 0;
-    return std::move(fSurvey);
   }
 
   void* fJob;
+  std::span<const sXYZ_PictureLineCoord> fLineCoordinates;
   Parts fParts;
   std::map<std::int32_t, Image> fImages;
   std::map<std::int32_t, Point> fPoints;
+  Shapes fLines;
+  Shapes fPlanes;
   std::unordered_map<std::int32_t, std::pair<std::int32_t, std::int32_t>> fOrientations;
   NetworkSurvey fSurvey;
 };
 
 }  // namespace
 
-NetworkSurvey SurveyNetwork(void* job) { return Surveyor(job).Survey(); }
+NetworkSurvey SurveyNetwork(void* job, std::span<const sXYZ_PictureLineCoord> lineCoordinates) {
+  return Surveyor(job, lineCoordinates).Survey();
+}
 
 std::string ListOfIds(const std::vector<std::int32_t>& ids) {
   constexpr std::size_t kShown = 10;

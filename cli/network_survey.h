@@ -1,17 +1,19 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
+#include <xyz_api.h>
 
 namespace cardo {
 
 // What about a network can leave its normal equations without a solution, by the user's ids.
 // Only what is active now counts, and observations that are active and no outliers.
 struct NetworkSurvey {
-  // Variable points seen by fewer than two images and not measured.
+  // Variable points seen by fewer than two images, not measured and not held by constraints.
   std::vector<std::int32_t> weakPoints;
-  // Variable images with fewer than three points.
+  // Variable images with fewer than three points; a line counts as one from two coordinates on.
   std::vector<std::int32_t> weakImages;
   // Variable cameras whose images have no points.
   std::vector<std::int32_t> unusedCameras;
@@ -22,8 +24,8 @@ struct NetworkSurvey {
   std::vector<std::int32_t> weakPlanes;
   // The library's verdict on the datum, 0 if it does not object.
   int verdict = 0;
-  // Images of each part of the network; parts share no observation. Parts without images are not
-  // counted.
+  // Images of each part of the network; parts share no observation and no constraint. Parts without
+  // images are not counted.
   std::vector<std::vector<std::int32_t>> parts;
   // Something holds the network in space: fixed points or images, or measured coordinates.
   bool hasControl = false;
@@ -33,7 +35,10 @@ struct NetworkSurvey {
   int distances = 0;
 };
 
-[[nodiscard]] NetworkSurvey SurveyNetwork(void* job);
+// lineCoordinates are the line image coordinates as they were read: those that the library does
+// not give back count as they were given.
+[[nodiscard]] NetworkSurvey SurveyNetwork(void* job,
+                                          std::span<const sXYZ_PictureLineCoord> lineCoordinates);
 
 // "3, 7, 12 and 5 more"
 [[nodiscard]] std::string ListOfIds(const std::vector<std::int32_t>& ids);

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+#include <xyz_api.h>
 
 namespace cardo {
 
@@ -64,6 +66,12 @@ class Table {
   virtual void Read(CsvReader& reader, const ReadContext& context) = 0;
   // Writes the records in the order in which they were read.
   virtual void Write(CsvWriter& writer, const WriteContext& context) const = 0;
+
+  // The line image coordinates as they were read, of the table that holds them: the library does
+  // not give all of them back.
+  [[nodiscard]] virtual std::span<const sXYZ_PictureLineCoord> LineImageCoordinates() const {
+    return {};
+  }
 
   [[nodiscard]] std::string FileName() const { return Name() + ".csv"; }
 };

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -65,6 +66,9 @@ class LineImageCoordinatesTable final : public RecordTable<sXYZ_PictureLineCoord
 
   [[nodiscard]] std::string Name() const override { return "line_image_coordinates"; }
   [[nodiscard]] bool HoldsObservations() const override { return true; }
+  [[nodiscard]] std::span<const sXYZ_PictureLineCoord> LineImageCoordinates() const override {
+    return fInputs;
+  }
 
   // The library reads back as many line image coordinates as there are image coordinates; rows
   // behind those are written as they were given, their results empty.

@@ -203,6 +203,91 @@ TEST_F(ExampleTest, FreeNetworkHasItsCountsAndKeepsTheCentroid) {
   }
 }
 
+// The network in a datum of another kind, its job in a folder of its own.
+struct Realisation {
+  nlohmann::json summary;
+  Rows points;
+  Row camera;
+
+  [[nodiscard]] double SquareSum() const {
+    const auto s0 = summary["s0"].get<double>();
+    return s0 * s0 * summary["redundancy"].get<double>();
+  }
+  // Sum of the cofactors of all point coordinates.
+  [[nodiscard]] double Trace() const {
+    const auto s0 = summary["s0"].get<double>();
+    double sum = 0.0;
+    for (const auto& [id, point] : points)
+      for (const char* sigma : {"s_x", "s_y", "s_z"})
+        sum += Value(point, sigma) * Value(point, sigma) / (s0 * s0);
+    return sum;
+  }
+};
+
+// A datum decides where the network lies and nothing else. Three of them, one without a condition
+// in the system, give the same residuals and the same camera; among them all points together give
+// the smallest mean variance.
+TEST_F(ExampleTest, FreeNetworkIsTheSameInEveryDatumAndTheMostAccurateInItsOwn) {
+  const fs::path job = fOutput.string() + "_job";
+  const auto realise = [&](const std::map<int, std::string>& fixedAndDatum,
+                           const std::string& other,
+                           const std::string& more) {
+    fs::remove_all(job);
+    fs::copy(Example("free-network"), job);
+    std::ofstream points(job / "points.csv");
+    points << "id,x,y,z,fixed,datum\n";
+    for (const auto& [id, row] : ReadById(Example("free-network") / "points.csv")) {
+      const auto marked = fixedAndDatum.find(id);
+      points << id << ',' << row.at("x") << ',' << row.at("y") << ',' << row.at("z") << ','
+             << (marked == fixedAndDatum.end() ? other : marked->second) << '\n';
+    }
+    points.close();
+    std::string settings;
+    if (!more.empty()) {
+      std::ofstream(job / "measured_coordinates.csv") << "point,x,y,z,sx,sy,sz\n" << more << '\n';
+      settings = " --set datum=";
+    }
+    const std::string command = std::string("\"") + CARDO_BUNDLE_PROGRAM + "\" adjust \"" +
+                                job.string() + "\"" + settings + " --quiet --output \"" +
+                                fOutput.string() + "\" > /dev/null";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    std::ifstream file(fOutput / "summary.json");
+    Realisation result{nlohmann::json::parse(file),
+                       ReadById(fOutput / "points.csv"),
+                       ReadById(fOutput / "cameras.csv").at(1)};
+    fs::remove_all(job);
+    return result;
+  };
+  const std::string corner = "0,1";
+  const Realisation all = realise({}, corner, "");
+  const Realisation corners =
+      realise({{1001, corner}, {1002, corner}, {1003, corner}, {1004, corner}}, "0,0", "");
+  // Two fixed points, and the height of a third; its x and y weigh nothing.
+  const Realisation fixed =
+      realise({{1001, "1,0"}, {1004, "1,0"}}, "0,0", "1002,1,1,0,1e6,1e6,1e-4");
+
+  EXPECT_EQ(corners.summary["redundancy"], 3721);
+  // Two points less to estimate, three observations more, no condition.
+  EXPECT_EQ(fixed.summary["unknowns"], 434 - 6);
+  EXPECT_EQ(fixed.summary["constraints"], 0);
+  EXPECT_EQ(fixed.summary["redundancy"], 4148 + 3 - 428);
+  // Each run ends where its changes are 1e-5 of S0, which is squared in the sum; another two
+  // digits are left to rounding.
+  constexpr double kSame = 1e-8;
+  for (const Realisation* other : {&corners, &fixed}) {
+    EXPECT_NEAR(other->SquareSum(), all.SquareSum(), kSame * all.SquareSum());
+    const double ratio = other->summary["s0"].get<double>() / all.summary["s0"].get<double>();
+    for (const std::string parameter : {"ck", "xh", "yh", "a1", "a2", "a3", "b1", "b2"}) {
+      const double sigma = Value(all.camera, "s_" + parameter);
+      // The changes that end the run, in standard deviations.
+      EXPECT_NEAR(Value(other->camera, parameter), Value(all.camera, parameter), 1e-5 * sigma)
+          << parameter;
+      EXPECT_NEAR(Value(other->camera, "s_" + parameter), sigma * ratio, 1e-5 * sigma) << parameter;
+    }
+    EXPECT_GT(other->Trace(), 1.2 * all.Trace());
+  }
+}
+
 // The five conditions that the fixed corners put on the shape of the sheet are gone: the free
 // network fits better, and its camera is that of the controlled job within their accuracies.
 TEST_F(ExampleTest, FreeNetworkFindsTheSameCameraWithoutTheControl) {

@@ -86,7 +86,7 @@ TEST(FailureHelp, SingularSystemNamesSuspects) {
 TEST(NetworkSurvey, FindsWhatIsWeak) {
   test::JobScene scene;
   ASSERT_THAT(scene.Messages(), IsEmpty());
-  const NetworkSurvey survey = SurveyNetwork(scene.Job());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
   // Point 10 is measured, 11 and 12 are seen once; the relative orientation joins both images.
   EXPECT_THAT(survey.weakPoints, ElementsAre(11, 12));
   EXPECT_THAT(survey.weakImages, ElementsAre(1, 2));
@@ -106,11 +106,67 @@ TEST(NetworkSurvey, FindsPartsThatNothingConnects) {
   scene.Write("image_coordinates.csv",
               "point,image,x,y,outlier\n10,1,0,0,0\n11,2,0,0,0\n10,2,0,0,1\n");
   ASSERT_THAT(scene.Messages(), IsEmpty());
-  const NetworkSurvey survey = SurveyNetwork(scene.Job());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
   EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1), ElementsAre(2)));
   EXPECT_THAT(survey.weakPoints, ElementsAre(10, 11, 12));
   EXPECT_THAT(survey.unusedCameras, ElementsAre(2));
   EXPECT_FALSE(survey.hasControl);
+}
+
+// A point with one ray on a line, one with one ray on a plane; two images that a line joins.
+TEST(NetworkSurvey, CountsWhatLinesAndConstraintsGive) {
+  test::JobScene scene;
+  for (const char* name :
+       {"relative_orientations.csv", "distances.csv", "measured_coordinates.csv"}) {
+    scene.Remove(name);
+  }
+  scene.Write("lines.csv", "id,x1,y1,z1,x2,y2,z2\n20,0,0,0,1,0,0\n21,0,0,0,0,1,0\n");
+  scene.Write("planes.csv", "id,x,y,z,nx,ny,nz\n30,0,0,0,0,0,1\n");
+  scene.Write("image_coordinates.csv",
+              "point,image,x,y\n10,1,0,0\n11,1,0,0\n12,1,0,0\n12,1,0,0\n12,1,0,0\n");
+  // However many coordinates, one line gives an image two equations.
+  scene.Write("line_image_coordinates.csv",
+              "line,image,x,y\n20,1,0,0\n20,2,0,0\n20,2,1,0\n20,2,2,0\n20,2,3,0\n");
+  scene.Write("points_on_lines.csv", "id,point,line\n1,10,21\n");
+  scene.Write("points_on_planes.csv", "id,point,plane\n1,11,30\n");
+  ASSERT_THAT(scene.Messages(), IsEmpty());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
+  EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1, 2)));
+  EXPECT_THAT(survey.weakPoints, ElementsAre(12));
+  EXPECT_THAT(survey.weakImages, ElementsAre(2));
+  EXPECT_THAT(survey.weakLines, ElementsAre(21));
+  EXPECT_THAT(survey.weakPlanes, ElementsAre(30));
+}
+
+// Line image coordinates beyond the count of image coordinates are not read back.
+TEST(NetworkSurvey, CountsWhatTheLibraryDoesNotGiveBack) {
+  test::JobScene scene;
+  scene.Remove("relative_orientations.csv");
+  scene.Write("lines.csv", "id,x1,y1,z1,x2,y2,z2\n20,0,0,0,1,0,0\n21,0,0,0,1,0,0\n");
+  scene.Write("image_coordinates.csv", "point,image,x,y\n10,1,0,0\n");
+  scene.Write("line_image_coordinates.csv",
+              "line,image,x,y,outlier\n20,1,0,0,0\n20,2,0,0,0\n21,1,0,0,0\n21,2,0,0,1\n");
+  ASSERT_THAT(scene.Messages(), IsEmpty());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
+  EXPECT_THAT(survey.weakLines, ElementsAre(21));
+  EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1, 2)));
+}
+
+TEST(FailureHelp, LostGroupsAreNamedWithTheWayTheyGo) {
+  JobFile job;
+  EXPECT_EQ(DescribeLostGroups({}, job), "");
+  GroupIds lost;
+  lost[kPoints] = {7, 9};
+  lost[kImages] = {2};
+  EXPECT_THAT(DescribeLostGroups(lost, job),
+              StartsWith("the run left out images 2; points 7, 9\nThe solvability check leaves out "
+                         "one group"));
+  EXPECT_THAT(DescribeLostGroups(lost, job), HasSubstr("takes long"));
+  EXPECT_THAT(DescribeLostGroups(lost, job), Not(HasSubstr("min_rays")));
+  job.parameters["solvability_check"] = 0;
+  job.parameters["min_rays"] = 3;
+  EXPECT_THAT(DescribeLostGroups(lost, job), Not(HasSubstr("takes long")));
+  EXPECT_THAT(DescribeLostGroups(lost, job), HasSubstr("fewer than min_rays = 3 rays"));
 }
 
 TEST(NetworkSurvey, ListsIds) {
