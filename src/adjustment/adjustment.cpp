@@ -1,5 +1,6 @@
 #include "adjustment/adjustment.h"
 
+#include "adjustment/blunder_round_info.h"
 #include "adjustment/no_progress_monitor.h"
 #include "checks/failure_codes.h"
 #include "checks/kl_exception.h"
@@ -54,6 +55,7 @@ int Adjustment::Run() {
   CollectBedingungen();
   const auto limit = static_cast<std::uint32_t>(fSettings.fMaxIterations);
   std::uint32_t blunderRounds = 0;
+  std::uint32_t lastOutliers = 0;
   OnRunStart();
   ConnectAll();
   fStatistik = {};
@@ -73,6 +75,7 @@ int Adjustment::Run() {
     ComputeStatistics(unknowns, fSystem->Size() - unknowns);
     const TimeStamp solved = TimeStamp::Now();
 
+    fStatistik.fAusreisser = lastOutliers;
     IterationInfo info = MakeIterationInfo(built.SecondsSince(start), solved.SecondsSince(built));
     if (OnIteration(info)) throw KlException(failure::kAbortByUser);
 
@@ -84,14 +87,24 @@ int Adjustment::Run() {
 
     fSystem->InvertCofactors();
     ComputeAccuracy(s0);
+    BlunderRoundInfo round{info, 0.0, 0.0, 0.0, {}, {}};
+    if (fSettings.BlunderTest()) {
+      ++blunderRounds;
+      lastOutliers = BlunderTest(round);
+      monitor.Clear();
+    }
+    fStatistik.fTestwertKritisch = round.testwertKritisch;
+    fStatistik.fTestwertAusreisser = round.testwertAusreisser;
+    fStatistik.fTestwertReaktivierung = round.testwertReaktivierung;
+    if (OnBlunderRound(round)) throw KlException(failure::kAbortByUser);
+
     if (!fSettings.BlunderTest()) break;
-    ++blunderRounds;
-    monitor.Clear();
     if (std::fabs(s0) > fSettings.fS0Limit) throw KlException(failure::kS0TooLarge);
     if (fSettings.fS0Floor > std::fabs(s0) || !fGeaendert) break;
     fGeaendert = false;
   }
   OnRunEnd();
+  fStatistik.fAusreisser = lastOutliers;
   fStatistik.fGesamtRedundanz = fRedundanzSumme;
   return 0;
 }

@@ -16,6 +16,7 @@ namespace vermo {
 class Bedingung;
 class Data;
 class Messung;
+struct BlunderRoundInfo;
 
 // An observation in the adjustment's list, not owned.
 struct MessungEntry {
@@ -63,16 +64,21 @@ class Adjustment {
   // Fill fMessungen, fDaten and fBedingungen. Called in this order, once per run.
   virtual void CollectMessungen() = 0;
   virtual void CollectData() = 0;
-  virtual void CollectBedingungen() {}
+  virtual void CollectBedingungen() = 0;
 
   virtual void OnRunStart() {}
   virtual void OnRunEnd() {}
   virtual void OnIterationStart() {}
   // Solution and statistics of an iteration are known and not yet judged. True stops the run.
   virtual bool OnIteration(IterationInfo& /*info*/) { return false; }
+  // An iteration together with the outliers known so far; the loop never calls it.
+  virtual bool OnIterationWithBlunders(BlunderRoundInfo& info) = 0;
+  // An adjustment has converged and its outlier test is done; with the test off the record holds
+  // zeros and nothing else. True stops the run.
+  virtual bool OnBlunderRound(BlunderRoundInfo& info) = 0;
   // The ray rule or the solvability check took groups out, or the ray rule took them in again.
-  virtual void OnGroupsDisabled(std::span<Data* const> /*groups*/) {}
-  virtual void OnGroupsEnabled(std::span<Data* const> /*groups*/) {}
+  virtual void OnGroupsDisabled(std::span<Data* const> groups) = 0;
+  virtual void OnGroupsEnabled(std::span<Data* const> groups) = 0;
 
   // Numbers the unknowns, drops unusable observations for good and assembles the system afresh.
   // Returns the number of observation components.
@@ -101,6 +107,11 @@ class Adjustment {
   [[nodiscard]] bool HasConverged() const;
   // Standard deviations of all groups and redundancy numbers of all observations.
   void ComputeAccuracy(double s0);
+  // Computes the test values of all active observations, marks those at or over the threshold of
+  // the round as outliers and readmits those that have fallen far enough, each at most once.
+  // Returns how many lie at or over the threshold, those marked before included. Throws KlException
+  // -12003 for limits in the wrong order.
+  std::uint32_t BlunderTest(BlunderRoundInfo& info);
   [[nodiscard]] IterationInfo MakeIterationInfo(double buildSeconds, double solveSeconds) const;
 
   AdjustmentSettings fSettings;

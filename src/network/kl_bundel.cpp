@@ -1,8 +1,10 @@
 #include "network/kl_bundel.h"
 
+#include "adjustment/blunder_round_info.h"
 #include "checks/failure_codes.h"
 #include "checks/kl_exception.h"
 #include "checks/language.h"
+#include "network/verband_statistik.h"
 #include "protocol/old_style_message_handler.h"
 #include "protocol/protocol_contents.h"
 
@@ -32,6 +34,21 @@ ProtocolContents ContentsOf(const BundelVerband& network) {
   contents.distances = !network.fStrecken.IsEmpty();
   return contents;
 }
+
+template <typename T>
+ProtocolList<T> PointersTo(const ObjectList<T>& list) {
+  ProtocolList<T> pointers;
+  pointers.reserve(list.Count());
+  for (const T& object : list) pointers.push_back(&object);
+  return pointers;
+}
+
+// Half of a group's components must be left after the outliers went.
+constexpr std::uint32_t kManyBlunderFactor = 2;
+// A component below it is hardly checked by the others.
+constexpr double kSmallRedundancy = 0.1;
+// A multiplier above it strains the network; negative ones never do.
+constexpr double kStrainedMultiplier = 1e-5;
 
 }  // namespace
 
@@ -82,7 +99,10 @@ void KLBundel::RunGuarded() {
   ActivateDatum();
   SetAllWeights();
   Run();
-  fHandler.RunFinished(RedundanzSumme());
+  WarnManyBlunders();
+  WarnLowRedundancy();
+  WarnConstraints();
+  fHandler.RunFinished(Results());
 }
 
 void KLBundel::SetAllWeights() {
@@ -139,6 +159,95 @@ std::uint32_t KLBundel::CheckSettings() {
       fChecker.AddRelativeOrientation(pair.GetIdentText(), pair.BaseEorId());
   }
   return fChecker.ResultCode();
+}
+
+ProtocolResults KLBundel::Results() const {
+  ProtocolResults results;
+  results.cameras = PointersTo(fIors);
+  results.projections = PointersTo(fProjektionen);
+  results.exteriorOrientations = PointersTo(fEors);
+  results.relativeOrientations = PointersTo(fDoppelOrientierungen);
+  results.objectPoints = PointersTo(fObkos);
+  results.lines = PointersTo(fLinien);
+  results.planes = PointersTo(fPlanes);
+  results.imageCoordinates = PointersTo(fBiko);
+  results.lineCoordinates = PointersTo(fLinko);
+  results.measuredObjectPoints = PointersTo(fObko);
+  results.distances = PointersTo(fStrecken);
+  results.pointOnLine = PointersTo(fPunktGeraden);
+  results.pointOnPlane = PointersTo(fPunktEbenen);
+  results.translation = &fHlmTrans;
+  results.rotation = &fHlmRot;
+  results.scale = &fHlmM;
+  results.system = &System();
+  results.warnings = &fWarnings;
+  results.statistics = Statistics();
+  const VerbandStatistik figures(*this);
+  results.figures = {figures.CameraCounts(),
+                     figures.ObjectPointStatistics(),
+                     figures.DistanceStatistics(),
+                     figures.ImageStatistics()};
+  results.redundancySum = RedundanzSumme();
+  results.hideProjections = fHideProjections;
+  results.eorFormat = fEorFormat;
+  return results;
+}
+
+void KLBundel::WarnManyBlunders() {
+  for (const Data* group : fDaten) {
+    if (!group->IsActive()) continue;
+    const std::uint32_t used = group->CountMessungDimensions();
+    const std::uint32_t rejected = group->CountAusreisserDimensions();
+    if (used < kManyBlunderFactor * rejected)
+      fWarnings.AddWarningDataHasManyBlunder(group, used, rejected);
+  }
+}
+
+void KLBundel::WarnLowRedundancy() {
+  for (const MessungEntry& entry : fMessungen) {
+    const Messung& messung = *entry.messung;
+    if (!messung.IsUsed()) continue;
+    for (const MessungWert& wert : messung.CollectComponents())
+      if (kSmallRedundancy > wert.Redundanz())
+        fWarnings.AddWarningObservationHasLessRedundancy(&messung);
+  }
+}
+
+void KLBundel::WarnConstraints() {
+  for (const Bedingung* constraint : fBedingungen) {
+    if (!constraint->IsActive()) continue;
+    for (const double multiplier : constraint->CollectMultipliers())
+      if (multiplier > kStrainedMultiplier) fWarnings.AddWarningConstraintShouldBeFree(constraint);
+  }
+}
+
+void KLBundel::WarnObservationWithoutData(Messung& observation) {
+  fWarnings.AddWarningObsevationWithoutData(&observation);
+}
+
+void KLBundel::WarnDataWithoutSubData(Data& group) {
+  fWarnings.AddWarningDataWithoutSubData(&group);
+}
+
+bool KLBundel::OnIterationWithBlunders(BlunderRoundInfo& info) {
+  OnIteration(info);
+  fHandler.WriteFinalIteration(info);
+  return false;
+}
+
+bool KLBundel::OnBlunderRound(BlunderRoundInfo& info) {
+  fHandler.WriteAusreisserTest(info);
+  return false;
+}
+
+void KLBundel::OnGroupsDisabled(std::span<Data* const> groups) {
+  for (const Data* group : groups) fWarnings.AddWarningDataDisabled(group);
+  fHandler.WriteDatenDeaktiviert(groups);
+}
+
+void KLBundel::OnGroupsEnabled(std::span<Data* const> groups) {
+  for (const Data* group : groups) fWarnings.AddWarningDataEnabled(group);
+  fHandler.WriteDatenReaktiviert(groups);
 }
 
 bool KLBundel::OnIteration(IterationInfo& info) {

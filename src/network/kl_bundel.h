@@ -1,11 +1,13 @@
 #pragma once
 
 #include "adjustment/adjustment.h"
+#include "checks/warnings.h"
 #include "network/bundel_verband.h"
 #include "observations/bedingung_hlm.h"
 #include "protocol/bundle_message_handler.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,6 +32,12 @@ class KLBundel : public BundelVerband, public Adjustment {
 
   void ProtocolLine(const char* text) override { fHandler.WriteText(text); }
 
+  void WarnObservationWithoutData(Messung& observation) override;
+  void WarnDataWithoutSubData(Data& group) override;
+
+  // What was doubtful in all runs of this job so far, in the order of occurrence.
+  [[nodiscard]] const WarningList& Warnings() const noexcept { return fWarnings; }
+
   // Protocol file of the next run.
   void SetProtocolFile(std::string name) { fProtocolFile = std::move(name); }
 
@@ -52,6 +60,12 @@ class KLBundel : public BundelVerband, public Adjustment {
   void CollectBedingungen() override;
   // Writes the iteration to the protocol.
   bool OnIteration(IterationInfo& info) override;
+  // The iteration, whatever it answers, and the outliers known so far.
+  bool OnIterationWithBlunders(BlunderRoundInfo& info) override;
+  bool OnBlunderRound(BlunderRoundInfo& info) override;
+  // One warning for each group, then the protocol.
+  void OnGroupsDisabled(std::span<Data* const> groups) override;
+  void OnGroupsEnabled(std::span<Data* const> groups) override;
 
  private:
   void OpenProtocol();
@@ -70,6 +84,12 @@ class KLBundel : public BundelVerband, public Adjustment {
   // Switches on the datum constraints that the settings ask for; none is switched off.
   void ActivateDatum();
   void SetAllWeights();
+  // Groups with many outliers, components that are hardly checked, constraints that strain the
+  // network.
+  void WarnManyBlunders();
+  void WarnLowRedundancy();
+  void WarnConstraints();
+  [[nodiscard]] ProtocolResults Results() const;
 
   // The images behind a relative orientation's id; both null unless both exist.
   struct RelativePair {
@@ -80,6 +100,7 @@ class KLBundel : public BundelVerband, public Adjustment {
   [[nodiscard]] RelativePair FindRelativePair(std::uint32_t imageId);
 
   BundleMessageHandler fHandler;
+  WarningList fWarnings;
   bool fHideProjections = false;
   BedingungHlmTrans fHlmTrans;
   BedingungHlmRot fHlmRot;

@@ -5,58 +5,15 @@
 #include <cmath>
 
 namespace vermo {
-namespace {
-
-void KeepLarger(double& largest, double candidate) {
-  if (std::fabs(candidate) > std::fabs(largest)) largest = candidate;
-}
-
-template <typename Counts>
-ImageResiduals CollectResiduals(const Data& group, std::uint32_t id, Counts counts) {
-  ImageResiduals result;
-  result.imageId = id;
-  double sumX = 0.0;
-  double sumY = 0.0;
-  for (const LinkedObservation* linked : group.Messungen()) {
-    if (linked->Kind() != MessungKind::Biko || !linked->IsUsed()) continue;
-    const auto& biko = static_cast<const MessungBiko&>(*linked);
-    if (!counts(biko)) continue;
-    const double vx = biko.Wert(0).Residuum();
-    const double vy = biko.Wert(1).Residuum();
-    sumX += vx * vx;
-    sumY += vy * vy;
-    KeepLarger(result.maxVx, vx);
-    KeepLarger(result.maxVy, vy);
-    ++result.rays;
-  }
-  if (result.rays > 0) {
-    result.rmsVx = std::sqrt(sumX / result.rays);
-    result.rmsVy = std::sqrt(sumY / result.rays);
-  }
-  return result;
-}
-
-}  // namespace
-
-ImageResiduals ResidualsOf(const DataEor& image) {
-  return CollectResiduals(image, image.Id(), [&image](const MessungBiko& biko) {
-    return biko.BildNummer() == image.Id();
-  });
-}
-
-ImageResiduals ResidualsOf(const DoppelOrientierung& pair) {
-  return CollectResiduals(pair, pair.Id(), [](const MessungBiko&) { return true; });
-}
-
-VerbandStatistik::Cameras VerbandStatistik::CameraCounts() const {
-  Cameras result;
+CameraFigures VerbandStatistik::CameraCounts() const {
+  CameraFigures result;
   for (const DataIor& ior : fVerband->fIors)
     if (ior.IsActive()) ++(ior.IsVariable() ? result.variable : result.fixed);
   return result;
 }
 
-VerbandStatistik::Distances VerbandStatistik::DistanceStatistics() const {
-  Distances result;
+DistanceFigures VerbandStatistik::DistanceStatistics() const {
+  DistanceFigures result;
   double sum = 0.0;
   for (const MessungStrecke& strecke : fVerband->fStrecken) {
     if (!strecke.IsUsed()) continue;
@@ -69,8 +26,8 @@ VerbandStatistik::Distances VerbandStatistik::DistanceStatistics() const {
   return result;
 }
 
-VerbandStatistik::ObjectPoints VerbandStatistik::ObjectPointStatistics() const {
-  ObjectPoints result;
+ObjectPointFigures VerbandStatistik::ObjectPointStatistics() const {
+  ObjectPointFigures result;
   std::uint64_t rays = 0;
   for (const DataObko& point : fVerband->fObkos) {
     if (!point.IsActive()) continue;
@@ -93,8 +50,8 @@ VerbandStatistik::ObjectPoints VerbandStatistik::ObjectPointStatistics() const {
   return result;
 }
 
-VerbandStatistik::Images VerbandStatistik::ImageStatistics() const {
-  Images result;
+ImageFigures VerbandStatistik::ImageStatistics() const {
+  ImageFigures result;
   std::uint64_t rays = 0;
   const auto add = [&](const auto& image) {
     if (!image.IsActive()) return;
@@ -103,7 +60,7 @@ VerbandStatistik::Images VerbandStatistik::ImageStatistics() const {
     ++result.count;
     if (row.rays < result.fewest) {
       result.fewest = row.rays;
-      result.fewestId = row.imageId;
+      result.fewestId = row.id;
     }
   };
   for (const DataEor& eor : fVerband->fEors) add(eor);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace vermo {
 
@@ -77,6 +78,13 @@ class Messung : public LinkedObservation {
   // Number printed beside the item: the caller's tag minus one, -1 when there is none.
   [[nodiscard]] std::int32_t Ordinal() const noexcept { return fOrdinal; }
   void SetOrdinal(std::int32_t ordinal) noexcept { fOrdinal = ordinal; }
+
+  // What ends a row of a table: " ***" for an outlier, " ---" for a protected observation that is
+  // none, else nothing.
+  [[nodiscard]] std::string_view RowMark() const noexcept {
+    if (IsAusreisser()) return " ***";
+    return TakesPartInBlunderTest() ? "" : " ---";
+  }
 
  protected:
   using LinkedObservation::LinkedObservation;

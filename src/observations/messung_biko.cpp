@@ -3,7 +3,7 @@
 #include "checks/language.h"
 #include "observations/kamera_modell.h"
 #include "observations/point_node.h"
-#include "observations/protocol_line.h"
+#include "observations/protocol_text.h"
 #include "unknowns/data_projektion.h"
 #include "unknowns/network_settings.h"
 
@@ -137,14 +137,14 @@ bool MessungBiko::EvaluateImagePoint(ImagePointPair& point) {
 }
 
 std::string MessungBiko::GetProtocolLine() const {
-  ProtocolLine line;
-  line.Number(Nummer(), 6).Blank().Number(fBildNummer, 6).Blank().Ordinal(*this);
-  line.Value((*this)[0], 13, 6).Blank().Value((*this)[1], 13, 6).Blank();
-  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Wert(i).Residuum(), 11, 6).Blank();
-  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Sigma()[i], 11, 6).Blank();
-  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Wert(i).Redundanz(), 6, 2).Blank();
-  for (std::uint32_t i = 0; i < 2; ++i) line.Value(Wert(i).Testwert(), 5, 2).Blank();
-  return line.Finish(*this);
+  ProtocolText line;
+  line.Integer(Nummer(), 6).Text(" ").Integer(fBildNummer, 6).Text(" ").Ordinal(Ordinal());
+  for (std::uint32_t i = 0; i < 2; ++i) line.Fixed((*this)[i], 13, 6).Text(" ");
+  for (std::uint32_t i = 0; i < 2; ++i) line.Fixed(Wert(i).Residuum(), 11, 6).Text(" ");
+  for (std::uint32_t i = 0; i < 2; ++i) line.Fixed(Sigma()[i], 11, 6).Text(" ");
+  for (std::uint32_t i = 0; i < 2; ++i) line.Fixed(Wert(i).Redundanz(), 6, 2).Text(" ");
+  for (std::uint32_t i = 0; i < 2; ++i) line.Fixed(Wert(i).Testwert(), 5, 2).Text(" ");
+  return line.Text(RowMark()).Text("\n").Str();
 }
 
 }  // namespace vermo

@@ -4,7 +4,7 @@
 #include "checks/kl_exception.h"
 #include "checks/language.h"
 #include "observations/linien_abbildung.h"
-#include "observations/protocol_line.h"
+#include "observations/protocol_text.h"
 #include "unknowns/data_eor.h"
 #include "unknowns/data_ior.h"
 #include "unknowns/data_linie.h"
@@ -176,13 +176,13 @@ bool MessungLinko::IsUsable() const {
 }
 
 std::string MessungLinko::GetProtocolLine() const {
-  ProtocolLine line;
-  line.Number(Nummer(), 6).Blank().Number(fBildNummer, 6).Blank().Number(fLinienNummer, 6).Blank();
-  line.Ordinal(*this);
-  line.Value((*this)[0], 11, 4).Blank().Value((*this)[1], 11, 4).Blank();
-  line.Value(Wert(0).Residuum(), 8, 4).Blank().Value(Wert(0).Redundanz(), 8, 4).Blank();
-  line.Value(Wert(0).Testwert(), 5, 2).Blank();
-  return line.Finish(*this);
+  ProtocolText line;
+  line.Integer(Nummer(), 6).Text(" ").Integer(fBildNummer, 6).Text(" ");
+  line.Integer(fLinienNummer, 6).Text(" ").Ordinal(Ordinal());
+  for (std::uint32_t i = 0; i < 2; ++i) line.Fixed((*this)[i], 11, 4).Text(" ");
+  line.Fixed(Wert(0).Residuum(), 8, 4).Text(" ").Fixed(Wert(0).Redundanz(), 8, 4).Text(" ");
+  line.Fixed(Wert(0).Testwert(), 5, 2).Text(" ");
+  return line.Text(RowMark()).Text("\n").Str();
 }
 
 }  // namespace vermo

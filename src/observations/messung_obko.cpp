@@ -2,7 +2,7 @@
 
 #include "checks/language.h"
 #include "observations/point_node.h"
-#include "observations/protocol_line.h"
+#include "observations/protocol_text.h"
 #include "unknowns/network_settings.h"
 
 #include <optional>
@@ -43,14 +43,16 @@ bool MessungObko::ObservationEquations(EquationBlock& equations) {
 bool MessungObko::IsUsable() const { return IsConnected() && fPunkt->IsActive(); }
 
 std::string MessungObko::GetProtocolLine() const {
-  ProtocolLine line;
-  line.Number(Nummer(), 8).Blank().Ordinal(*this);
+  ProtocolText line;
+  line.Integer(Nummer(), 8).Text(" ").Ordinal(Ordinal());
   // The width goes to the first number of a run; the others stand next to it without a blank.
-  line.Value((*this)[0], 12, 4).Value((*this)[1]).Value((*this)[2]);
-  line.Value(Wert(0).Residuum(), 9, 4).Value(Wert(1).Residuum()).Value(Wert(2).Residuum());
-  line.Value(Wert(0).Redundanz()).Value(Wert(1).Redundanz()).Value(Wert(2).Redundanz());
-  line.Value(Wert(0).Testwert()).Value(Wert(1).Testwert()).Value(Wert(2).Testwert());
-  return line.Finish(*this);
+  line.Fixed((*this)[0], 12, 4).Fixed((*this)[1], 0, 4).Fixed((*this)[2], 0, 4);
+  const std::span<const MessungWert> werte = CollectComponents();
+  line.Fixed(werte[0].Residuum(), 9, 4);
+  line.Fixed(werte[1].Residuum(), 0, 4).Fixed(werte[2].Residuum(), 0, 4);
+  for (const MessungWert& wert : werte) line.Fixed(wert.Redundanz(), 0, 4);
+  for (const MessungWert& wert : werte) line.Fixed(wert.Testwert(), 0, 4);
+  return line.Text(RowMark()).Text("\n").Str();
 }
 
 }  // namespace vermo

@@ -2,7 +2,7 @@
 
 #include "checks/language.h"
 #include "observations/point_node.h"
-#include "observations/protocol_line.h"
+#include "observations/protocol_text.h"
 #include "unknowns/network_settings.h"
 
 namespace vermo {
@@ -43,11 +43,11 @@ bool MessungStrecke::IsUsable() const {
 }
 
 std::string MessungStrecke::GetProtocolLine() const {
-  ProtocolLine line;
-  line.Number(fPunkt1Nummer, 6).Blank().Number(fPunkt2Nummer, 6).Blank().Ordinal(*this);
-  line.Value(fStrecke, 11, 4).Blank().Value(fSigma, 11, 4);
-  line.Value(Wert(0).Redundanz(), 8, 4).Blank().Value(Wert(0).Testwert(), 5, 2).Blank();
-  return line.Finish(*this);
+  ProtocolText line;
+  line.Integer(fPunkt1Nummer, 6).Text(" ").Integer(fPunkt2Nummer, 6).Text(" ").Ordinal(Ordinal());
+  line.Fixed(fStrecke, 11, 4).Text(" ").Fixed(fSigma, 11, 4);
+  line.Fixed(Wert(0).Redundanz(), 8, 4).Text(" ").Fixed(Wert(0).Testwert(), 5, 2).Text(" ");
+  return line.Text(RowMark()).Text("\n").Str();
 }
 
 }  // namespace vermo

@@ -5,33 +5,16 @@
 #include "checks/language.h"
 #include "checks/latin1.h"
 #include "checks/version.h"
+#include "observations/bedingung_hlm.h"
 #include "protocol/protocol_contents.h"
 #include "protocol/protocol_date.h"
 #include "protocol/protocol_target.h"
 
 #include <cstddef>
-#include <iomanip>
-#include <ios>
-#include <locale>
-#include <sstream>
+#include <vector>
 
 namespace vermo {
 namespace {
-
-// The text of one operation while it is put together: default formatting, classic locale.
-class TextStream : public std::ostringstream {
- public:
-  TextStream() { imbue(std::locale::classic()); }
-
-  TextStream& Fixed() {
-    setf(std::ios_base::fixed, std::ios_base::floatfield);
-    return *this;
-  }
-  TextStream& General() {
-    unsetf(std::ios_base::floatfield);
-    return *this;
-  }
-};
 
 constexpr BilingualText kTitle = {"<p><a name=\"Start\">Protokoll Bündelblockausgleichung, "_latin1,
                                   "<p><a name=\"Start\">Protocol of bundle adjustment, "};
@@ -127,14 +110,26 @@ constexpr BilingualText kEnd = {"\n<h3>Ende der Ausgleichung: ",
                                 "\n<h3>End of bundle adjustment: "};
 constexpr BilingualText kRunTime = {"\n\n      Gesamtlaufzeit:  ", "\n\n      Time:  "};
 
+constexpr BilingualText kActive = {"Aktiv: ", "Active: "};
+constexpr BilingualText kYes = {"ja", "yes"};
+constexpr BilingualText kNo = {"nein", "no"};
+constexpr BilingualText kAxisValues[] = {
+    {"Wert x: ", "Value x: "}, {"Wert y: ", "Value y: "}, {"Wert z: ", "Value z: "}};
+constexpr BilingualText kScaleValue[] = {{"Wert : ", "Value : "}};
+
+// Of a stream in its default state, for floats.
+constexpr int kDefaultPrecision = 6;
+
 template <std::size_t N>
-void WriteLinks(std::ostream& out,
-                WriterLanguage language,
-                const ProtocolContents& contents,
-                const ContentsLink (&links)[N]) {
-  for (const ContentsLink& link : links)
-    if (link.condition == nullptr || contents.*link.condition)
-      out << "<p><a href=\"#" << link.anchor << "\">" << In(language, link.text) << "</a></p>";
+void AppendLinks(ProtocolText& out,
+                 WriterLanguage language,
+                 const ProtocolContents& contents,
+                 const ContentsLink (&links)[N]) {
+  for (const ContentsLink& link : links) {
+    if (link.condition != nullptr && !(contents.*link.condition)) continue;
+    out.Text("<p><a href=\"#").Text(link.anchor).Text("\">");
+    out.Text(In(language, link.text)).Text("</a></p>");
+  }
 }
 
 }  // namespace
@@ -148,95 +143,148 @@ void OldStyleMessageHandler::WriteText(const char* text) {
 void OldStyleMessageHandler::RunStarted(const std::int64_t* startTime,
                                         const AdjustmentSettings& settings,
                                         const ProtocolContents& contents) {
-  TextStream out;
+  ProtocolText out;
   std::string version;
-  out << "<html>\n<body>\n";
-  out << Text(kTitle) << "Version " << LibraryVersion().GetVersionText(version) << "\n</a></p>";
-  out << Text(kSummaryLink);
-  out << Text(kUnknowns);
-  WriteLinks(out, fLanguage, contents, kUnknownLinks);
-  out << Text(kConstraints);
-  WriteLinks(out, fLanguage, contents, kConstraintLinks);
-  out << Text(kMeasurements);
-  WriteLinks(out, fLanguage, contents, kMeasurementLinks);
-  out << "<pre>\n";
-  out << Text(kStart);
-  WriteDate(out, fLanguage, *startTime, DateGap::TwoBlanks);
-  out << "</h3>\n\n\n";
+  out.Text("<html>\n<body>\n").Text(In(kTitle));
+  out.Text("Version ").Text(LibraryVersion().GetVersionText(version)).Text("\n</a></p>");
+  out.Text(In(kSummaryLink));
+  out.Text(In(kUnknowns));
+  AppendLinks(out, fLanguage, contents, kUnknownLinks);
+  out.Text(In(kConstraints));
+  AppendLinks(out, fLanguage, contents, kConstraintLinks);
+  out.Text(In(kMeasurements));
+  AppendLinks(out, fLanguage, contents, kMeasurementLinks);
+  out.Text("<pre>\n").Text(In(kStart));
+  AppendDate(out, fLanguage, *startTime, DateGap::TwoBlanks);
+  out.Text("</h3>\n\n\n");
 
-  // The German writer goes on in the fixed notation of the date, the English one does not.
-  if (fLanguage == WriterLanguage::English) out.General();
-  out << Text(kSettings);
-  out << Text(kSolvability) << (settings.SolvabilityCheck() ? 1 : 0) << '\n';
-  out << Text(kDamping) << settings.fDamping << '\n';
-  out << Text(kDynamicLower) << settings.fDynamicLower << '\n';
-  out << Text(kDynamicUpper) << settings.fDynamicUpper << '\n';
-  out << Text(kBlunderTest) << (settings.BlunderTest() ? 1 : 0) << '\n';
+  const auto setting = [&](const BilingualText& label, double value) {
+    out.Text(In(label));
+    if (IsGerman())
+      out.Fixed(value, 0, kDefaultPrecision);
+    else
+      out.General(value, 0, kDefaultPrecision);
+    out.Text("\n");
+  };
+  out.Text(In(kSettings));
+  out.Text(In(kSolvability)).Text(settings.SolvabilityCheck() ? "1\n" : "0\n");
+  setting(kDamping, settings.fDamping);
+  setting(kDynamicLower, settings.fDynamicLower);
+  setting(kDynamicUpper, settings.fDynamicUpper);
+  out.Text(In(kBlunderTest)).Text(settings.BlunderTest() ? "1\n" : "0\n");
   if (settings.BlunderTest()) {
-    out << Text(kTestMethod);
+    out.Text(In(kTestMethod));
     if (settings.fTestMethod == static_cast<std::int32_t>(TestMethod::Redundancy))
-      out << Text(kByRedundancy);
+      out.Text(In(kByRedundancy));
     else if (settings.fTestMethod == static_cast<std::int32_t>(TestMethod::InnerReliability))
-      out << Text(kByReliability);
+      out.Text(In(kByReliability));
   }
-  out << "\n\n";
-  WriteText(out.str().c_str());
+  Write(out.Text("\n\n"));
 }
 
-void OldStyleMessageHandler::ReportRobustEstimation() { WriteText(Text(kRobust)); }
+void OldStyleMessageHandler::ReportRobustEstimation() { Write(kRobust); }
 
-void OldStyleMessageHandler::ReportL2Estimation() { WriteText(Text(kL2)); }
+void OldStyleMessageHandler::ReportL2Estimation() { Write(kL2); }
 
 void OldStyleMessageHandler::ReportBlunderCount(std::uint32_t count) {
-  TextStream out;
-  out << Text(kBlunderCount) << count << "\n\n";
-  WriteText(out.str().c_str());
+  Write(ProtocolText().Text(In(kBlunderCount)).Integer(count).Text("\n\n"));
 }
 
-void OldStyleMessageHandler::RunFinished(double redundancySum) {
-  WriteText(Text(kFinished));
-  TextStream out;
-  out.Fixed() << Text(kRedundancySum) << std::setprecision(4) << std::setw(10) << redundancySum
-              << "\n\n";
-  WriteText(out.str().c_str());
+void OldStyleMessageHandler::RunFinished(const ProtocolResults& results) {
+  Write(kFinished);
+  WriteConstraintTranslation(*results.translation);
+  WriteConstraintRotation(*results.rotation);
+  WriteConstraintScale(*results.scale);
+  WriteInteriorOrientations(results.cameras, *results.system);
+  if (!results.hideProjections) WriteProjections(results.projections);
+  WriteExteriorOrientations(results.exteriorOrientations, *results.system, results.eorFormat);
+  WriteRelativeOrientations(results.relativeOrientations, results.exteriorOrientations);
+  WriteObjectPoints(results.objectPoints);
+  WriteLines(results.lines);
+  WritePlanes(results.planes);
+  WriteImageCoordinates(results.imageCoordinates);
+  WriteLineCoordinates(results.lineCoordinates);
+  WriteMeasuredObjectPoints(results.measuredObjectPoints);
+  WriteDistances(results.distances);
+  WriteConstraintsPointOnLine(results.pointOnLine);
+  WriteConstraintsPointOnPlane(results.pointOnPlane);
+  WriteSummary(results);
+  WriteWarnings(*results.warnings);
+  ProtocolText out;
+  Write(out.Text(In(kRedundancySum)).Fixed(results.redundancySum, 10, 4).Text("\n\n"));
 }
 
 void OldStyleMessageHandler::RunFailed(std::int32_t code) {
-  TextStream out;
-  out << Text(kFailure) << code << " - " << ErrorText(fLanguage, code) << "</h3>\n\n";
-  WriteText(out.str().c_str());
-  WriteText(Text(kFailed));
+  ProtocolText out;
+  out.Text(In(kFailure)).Integer(code).Text(" - ").Text(ErrorText(fLanguage, code));
+  Write(out.Text("</h3>\n\n"));
+  Write(kFailed);
 }
 
 void OldStyleMessageHandler::RunClosed(const std::int64_t* startTime, const std::int64_t* endTime) {
-  TextStream out;
-  out << Text(kEnd);
-  WriteDate(out, fLanguage, *endTime, DateGap::OneBlank);
-  out << Text(kRunTime) << *endTime - *startTime << " s</h3>\n\n</pre>\n</body>\n</html>\n";
-  WriteText(out.str().c_str());
+  ProtocolText out;
+  out.Text(In(kEnd));
+  AppendDate(out, fLanguage, *endTime, DateGap::OneBlank);
+  out.Text(In(kRunTime)).Integer(*endTime - *startTime);
+  Write(out.Text(" s</h3>\n\n</pre>\n</body>\n</html>\n"));
 }
 
 void OldStyleMessageHandler::WriteIteration(const IterationInfo& info) {
-  TextStream times;
+  ProtocolText times;
   // The width goes to the line end: seven blanks stand before it.
-  times.Fixed() << std::setprecision(3) << std::setw(8) << "\n";
-  times << Text(kCalculation);
-  times << Text(kBuild) << info.aufbauSekunden;
-  times << Text(kSolution) << info.loesungSekunden;
-  times << Text(kComplete) << info.aufbauSekunden + info.loesungSekunden << " s\n";
-  WriteText(times.str().c_str());
+  times.Text("\n", 8).Text(In(kCalculation));
+  times.Text(In(kBuild)).Fixed(info.aufbauSekunden, 0, 3);
+  times.Text(In(kSolution)).Fixed(info.loesungSekunden, 0, 3);
+  times.Text(In(kComplete)).Fixed(info.aufbauSekunden + info.loesungSekunden, 0, 3);
+  Write(times.Text(" s\n"));
 
-  TextStream out;
-  out << Text(kLoop) << info.iterationGesamt << " (" << info.ausreisserRunde << ")\n";
-  out.Fixed() << "         S0: " << std::setprecision(6) << std::setw(14) << info.s0;
-  out.General() << "      (S0 apriori: " << std::setprecision(3) << std::setw(7) << info.s0APriori
-                << ")\n";
-  out.Fixed() << "       norm: " << std::setprecision(6) << std::setw(14) << info.mittlereAenderung
-              << "\n";
-  out << "          n: " << std::setw(14) << info.beobachtungen << "\n";
-  out << "          u: " << std::setw(14) << info.unbekannte << "\n";
-  out << "          b: " << std::setw(14) << info.bedingungen << "\n\n";
-  WriteText(out.str().c_str());
+  ProtocolText out;
+  out.Text(In(kLoop)).Integer(info.iterationGesamt);
+  out.Text(" (").Integer(info.ausreisserRunde).Text(")\n");
+  out.Text("         S0: ").Fixed(info.s0, 14, 6);
+  out.Text("      (S0 apriori: ").General(info.s0APriori, 7, 3).Text(")\n");
+  out.Text("       norm: ").Fixed(info.mittlereAenderung, 14, 6).Text("\n");
+  out.Text("          n: ").Integer(info.beobachtungen, 14).Text("\n");
+  out.Text("          u: ").Integer(info.unbekannte, 14).Text("\n");
+  out.Text("          b: ").Integer(info.bedingungen, 14).Text("\n\n");
+  Write(out);
+}
+
+void OldStyleMessageHandler::WriteConstraintScale(const BedingungHlmM& constraint) {
+  WriteDatumConstraint(
+      "HlmM", {"Bedingung Maßstab"_latin1, "Constraint scale"}, constraint, kScaleValue);
+}
+
+void OldStyleMessageHandler::WriteConstraintTranslation(const BedingungHlmTrans& constraint) {
+  WriteDatumConstraint(
+      "HlmTrn", {"Bedingung Translation", "Constraint translation"}, constraint, kAxisValues);
+}
+
+void OldStyleMessageHandler::WriteConstraintRotation(const BedingungHlmRot& constraint) {
+  WriteDatumConstraint(
+      "HlmRot", {"Bedingung Rotation", "Constraint rotation"}, constraint, kAxisValues);
+}
+
+void OldStyleMessageHandler::WriteDatumConstraint(const char* anchor,
+                                                  const BilingualText& title,
+                                                  const BedingungHlm& constraint,
+                                                  std::span<const BilingualText> labels) {
+  ProtocolText out;
+  out.Text(SectionHeading(anchor, In(title)));
+  out.Text(In(kActive)).Text(In(constraint.IsActive() ? kYes : kNo)).Text("\n");
+  if (constraint.IsActive()) {
+    const std::vector<double> values = constraint.CollectMultipliers();
+    out.Text("\n");
+    for (std::size_t i = 0; i < labels.size(); ++i)
+      out.Text(In(labels[i])).General(values[i], 0, kDefaultPrecision).Text("\n");
+    out.Text("\n");
+  }
+  Write(out.Text("\n"));
+}
+
+void OldStyleMessageHandler::WriteHeading(const char* anchor, const BilingualText& title) {
+  WriteText("\n");
+  WriteText(SectionHeading(anchor, In(title)).c_str());
 }
 
 std::string SectionHeading(const char* anchor, const char* title) {

@@ -1,39 +1,41 @@
 #include "protocol/protocol_date.h"
 
 #include <ctime>
-#include <iomanip>
-#include <ios>
 
 namespace vermo {
 namespace {
 
-// A number with two digits, filled in front with the present fill.
-auto TwoDigits() { return std::setw(2); }
+// A number with two digits, filled up with a zero.
+void AppendTwoDigits(ProtocolText& out, int number) {
+  if (number < 10) out.Text("0");
+  out.Integer(number);
+}
 
 }  // namespace
 
-void WriteDate(std::ostream& out, WriterLanguage language, std::int64_t time, DateGap gap) {
-  out.setf(std::ios_base::fixed, std::ios_base::floatfield);
+void AppendDate(ProtocolText& out, WriterLanguage language, std::int64_t time, DateGap gap) {
   const auto seconds = static_cast<std::time_t>(time);
   std::tm local{};
   if (localtime_r(&seconds, &local) == nullptr) {
-    out << "**";
+    out.Text("**");
     return;
   }
-  out << std::setw(2) << WeekdayName(local.tm_wday);
-  out << (gap == DateGap::TwoBlanks ? "  " : " ") << local.tm_mday;
-  const long long year = 1900LL + local.tm_year;
+  out.Text(WeekdayName(local.tm_wday), 2);
+  out.Text(gap == DateGap::TwoBlanks ? "  " : " ").Integer(local.tm_mday);
+  const std::int64_t year = 1900LL + local.tm_year;
   if (language == WriterLanguage::German) {
-    out << std::setfill('0') << '.' << TwoDigits() << local.tm_mon + 1;
-    out << '.' << TwoDigits() << year << "  ";
-    out << std::setfill(' ') << TwoDigits() << local.tm_hour;
+    out.Text(".");
+    AppendTwoDigits(out, local.tm_mon + 1);
+    out.Text(".").Integer(year).Text("  ").Integer(local.tm_hour, 2);
   } else {
-    out << ' ' << MonthName(local.tm_mon) << ' ' << year << "  ";
-    out << std::setfill(' ') << TwoDigits() << (local.tm_hour + 11) % 12 + 1;
+    out.Text(" ").Text(MonthName(local.tm_mon)).Text(" ").Integer(year).Text("  ");
+    out.Integer((local.tm_hour + 11) % 12 + 1, 2);
   }
-  out << std::setfill('0') << ':' << TwoDigits() << local.tm_min << ':' << TwoDigits()
-      << local.tm_sec << std::setfill(' ');
-  if (language == WriterLanguage::English) out << (local.tm_hour < 12 ? " am" : " pm");
+  out.Text(":");
+  AppendTwoDigits(out, local.tm_min);
+  out.Text(":");
+  AppendTwoDigits(out, local.tm_sec);
+  if (language == WriterLanguage::English) out.Text(local.tm_hour < 12 ? " am" : " pm");
 }
 
 }  // namespace vermo

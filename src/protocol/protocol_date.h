@@ -1,9 +1,9 @@
 #pragma once
 
+#include "observations/protocol_text.h"
 #include "protocol/protocol_texts.h"
 
 #include <cstdint>
-#include <ostream>
 
 namespace vermo {
 
@@ -11,9 +11,8 @@ namespace vermo {
 // between them, the end line does not.
 enum class DateGap { OneBlank, TwoBlanks };
 
-// Writes the local date and time of a calendar time, German "Mo  16.11.2026   9:03:05", English
-// "Mo  16 November 2026   9:03:05 am", and leaves the stream in fixed notation. A time that the
-// calendar cannot express is written as "**".
-void WriteDate(std::ostream& out, WriterLanguage language, std::int64_t time, DateGap gap);
+// Appends the local date and time of a calendar time, German "Mo  16.11.2026   9:03:05", English
+// "Mo  16 November 2026   9:03:05 am". A time that the calendar cannot express becomes "**".
+void AppendDate(ProtocolText& out, WriterLanguage language, std::int64_t time, DateGap gap);
 
 }  // namespace vermo

@@ -28,6 +28,8 @@ class DataProjektion final : public Data {
   [[nodiscard]] const std::array<double, kValues>& Values() const noexcept { return fValues; }
   void SetValues(double ck, double xh, double yh) noexcept { fValues = {ck, xh, yh}; }
   [[nodiscard]] const std::array<double, kValues>& Sigma() const noexcept { return fSigma; }
+  // Whether the value is estimated while the projection is variable.
+  [[nodiscard]] bool IsEstimated(unsigned value) const { return fMask[value]; }
 
  private:
   std::array<double, kValues> fSigma{};

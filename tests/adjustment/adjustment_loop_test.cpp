@@ -37,6 +37,7 @@ TEST(AdjustmentLoop, StepsOfAConvergingIterationComeInOrder) {
                           "OnIteration",
                           "InvertCofactors",
                           "StoreAccuracy",
+                          "OnBlunderRound",
                           "OnRunEnd"));
 }
 

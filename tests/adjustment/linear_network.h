@@ -1,6 +1,7 @@
 #pragma once
 
 #include "adjustment/adjustment.h"
+#include "adjustment/blunder_round_info.h"
 #include "api/xyz_api.h"
 #include "linalg/normal_system.h"
 #include "observations/messung.h"
@@ -157,9 +158,11 @@ class TestAdjustment : public Adjustment {
 
   std::vector<std::string> events;
   std::vector<IterationInfo> infos;                   // one per OnIteration
+  std::vector<BlunderRoundInfo> rounds;               // one per OnBlunderRound
   std::vector<std::vector<Data*>> disabled, enabled;  // one per call
   std::function<void()> beforeIteration;
-  std::function<bool(const IterationInfo&)> judge;  // the answer of OnIteration
+  std::function<bool(const IterationInfo&)> judge;             // the answer of OnIteration
+  std::function<bool(const BlunderRoundInfo&)> judgeBlunders;  // the answer of OnBlunderRound
 
   // The lists without a run.
   void Collect() {
@@ -185,6 +188,7 @@ class TestAdjustment : public Adjustment {
     events.emplace_back("CollectData");
     fDaten = groups;
   }
+  void CollectBedingungen() override { fBedingungen.clear(); }
   void ConnectAll() override { events.emplace_back("ConnectAll"); }
   void OnRunStart() override { events.emplace_back("OnRunStart"); }
   void OnRunEnd() override { events.emplace_back("OnRunEnd"); }
@@ -196,6 +200,12 @@ class TestAdjustment : public Adjustment {
     events.emplace_back("OnIteration");
     infos.push_back(info);
     return judge && judge(info);
+  }
+  bool OnIterationWithBlunders(BlunderRoundInfo& info) override { return OnIteration(info); }
+  bool OnBlunderRound(BlunderRoundInfo& info) override {
+    events.emplace_back("OnBlunderRound");
+    rounds.push_back(info);
+    return judgeBlunders && judgeBlunders(info);
   }
   void OnGroupsDisabled(std::span<Data* const> theGroups) override {
     events.emplace_back("OnGroupsDisabled");

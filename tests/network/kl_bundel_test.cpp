@@ -135,6 +135,7 @@ TEST(KLBundel, IterationsAreReportedWithTheS0OfTheNetwork) {
 
 TEST(KLBundel, MeasuredCoordinatesGiveTheirWeightedMean) {
   TestBundel job;
+  job.Settings().SetBlunderTest(false);
   job.fNetworkSettings.SetS0Apriori(0.01);
   DataObko& point = job.Point(1, {0.0, 0.0, 0.0});
   job.Obko(1, {1.0, 2.0, 3.0}).SetSigma({0.01, 0.01, 0.01});

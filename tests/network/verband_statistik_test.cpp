@@ -23,7 +23,7 @@ TEST(CameraCounts, ActiveOnesByWhetherTheyAreEstimated) {
   DataIor& masked = job.Ior(5);
   masked.SetVariable(true);
   masked.SetParameterMask({});
-  const VerbandStatistik::Cameras cameras = VerbandStatistik(job).CameraCounts();
+  const CameraFigures cameras = VerbandStatistik(job).CameraCounts();
   EXPECT_EQ(cameras.fixed, 2U);
   EXPECT_EQ(cameras.variable, 2U);
 }
@@ -43,7 +43,7 @@ TEST(DistanceStatistics, RmsAndLargestOfThoseThatTakePart) {
   StreckeWithResidual(job, 0.5);
   StreckeWithResidual(job, 100.0).SetAusreisser();
   StreckeWithResidual(job, 100.0).SetActive(false);
-  const VerbandStatistik::Distances distances = VerbandStatistik(job).DistanceStatistics();
+  const DistanceFigures distances = VerbandStatistik(job).DistanceStatistics();
   EXPECT_EQ(distances.count, 3U);
   EXPECT_DOUBLE_EQ(distances.rms, std::sqrt(5.25 / 3.0));
   EXPECT_EQ(distances.largest, -2.0);
@@ -63,7 +63,7 @@ TEST(DistanceStatistics, EarlierOneOfEqualMagnitudeIsTheLargest) {
 TEST(DistanceStatistics, EmptySetIsZero) {
   TestBundel job;
   StreckeWithResidual(job, 5.0).SetActive(false);
-  const VerbandStatistik::Distances distances = VerbandStatistik(job).DistanceStatistics();
+  const DistanceFigures distances = VerbandStatistik(job).DistanceStatistics();
   EXPECT_EQ(distances.count, 0U);
   EXPECT_EQ(distances.rms, 0.0);
   EXPECT_EQ(distances.largest, 0.0);
@@ -90,7 +90,7 @@ TEST(ObjectPointStatistics, EstimatedPointsGiveRmsAndLargestPerAxis) {
   DataObko& inactive = job.Point(4);
   SetSigma(inactive, 100.0, 100.0, 100.0);
   inactive.SetActive(false);
-  const VerbandStatistik::ObjectPoints points = VerbandStatistik(job).ObjectPointStatistics();
+  const ObjectPointFigures points = VerbandStatistik(job).ObjectPointStatistics();
   EXPECT_EQ(points.estimated, 2U);
   EXPECT_EQ(points.fixed, 1U);
   EXPECT_DOUBLE_EQ(points.rms[0], 5.0);
@@ -106,7 +106,7 @@ TEST(ObjectPointStatistics, FixedPointsLeaveTheDeviationsAtZero) {
   DataObko& point = job.Point(1);
   SetSigma(point, 3.0, 3.0, 3.0);
   point.SetVariable(false);
-  const VerbandStatistik::ObjectPoints points = VerbandStatistik(job).ObjectPointStatistics();
+  const ObjectPointFigures points = VerbandStatistik(job).ObjectPointStatistics();
   EXPECT_EQ(points.fixed, 1U);
   EXPECT_EQ(points.rms[0], 0.0);
   EXPECT_EQ(points.largest[0], 0.0);
@@ -137,7 +137,7 @@ TEST(ObjectPointStatistics, RaysAreUsedImageCoordinatesOfActivePoints) {
 TEST(ObjectPointStatistics, NoActivePointMeansZero) {
   TestBundel job;
   job.Point(1).SetActive(false);
-  const VerbandStatistik::ObjectPoints points = VerbandStatistik(job).ObjectPointStatistics();
+  const ObjectPointFigures points = VerbandStatistik(job).ObjectPointStatistics();
   EXPECT_EQ(points.fixed, 0U);
   EXPECT_EQ(points.estimated, 0U);
   EXPECT_EQ(points.meanRays, 0.0);
@@ -162,7 +162,7 @@ TEST(ImageResiduals, RmsAndLargestWithTheirSigns) {
   Ray(job, eor, 10, -4.0, 2.0);
   Ray(job, eor, 10, 4.0, -2.0);
   const ImageResiduals row = ResidualsOf(eor);
-  EXPECT_EQ(row.imageId, 10U);
+  EXPECT_EQ(row.id, 10U);
   EXPECT_EQ(row.rays, 3U);
   EXPECT_DOUBLE_EQ(row.rmsVx, std::sqrt(41.0 / 3.0));
   EXPECT_DOUBLE_EQ(row.rmsVy, std::sqrt(3.0));
@@ -186,7 +186,7 @@ TEST(ImageResiduals, RejectedInactiveAndOtherObservationsAreNoRays) {
 TEST(ImageResiduals, WithoutRaysAllIsZero) {
   TestBundel job;
   const ImageResiduals row = ResidualsOf(job.Eor(10, 1));
-  EXPECT_EQ(row.imageId, 10U);
+  EXPECT_EQ(row.id, 10U);
   EXPECT_EQ(row.rays, 0U);
   EXPECT_EQ(row.rmsVx, 0.0);
   EXPECT_EQ(row.maxVy, 0.0);
@@ -209,7 +209,7 @@ TEST(ImageResiduals, RaysThroughAPairCountForThePairOnly) {
   EXPECT_EQ(ResidualsOf(base).rays, 0U);
   EXPECT_EQ(ResidualsOf(other).rays, 1U);
   EXPECT_EQ(ResidualsOf(pair).rays, 2U);
-  EXPECT_EQ(ResidualsOf(pair).imageId, 20U);
+  EXPECT_EQ(ResidualsOf(pair).id, 20U);
 }
 
 TEST(ImageResiduals, PairCountsAllItsRaysWhateverTheirImage) {
@@ -232,18 +232,18 @@ TEST(ImageStatistics, OrientationsThenPairsEachWithARow) {
   for (int i = 0; i < 3; ++i) Ray(job, second, 10, 2.0, 0.0);
   Ray(job, second, 20, 100.0, 0.0);
   Ray(job, pair, 20, -3.0, 0.0);
-  const VerbandStatistik::Images images = VerbandStatistik(job).ImageStatistics();
+  const ImageFigures images = VerbandStatistik(job).ImageStatistics();
   EXPECT_EQ(images.count, 3U);
   EXPECT_DOUBLE_EQ(images.meanRays, 8.0 / 3.0);
   EXPECT_EQ(images.fewest, 1U);
   EXPECT_EQ(images.fewestId, 20U);
   ASSERT_EQ(images.rows.size(), 3U);
-  EXPECT_EQ(images.rows[0].imageId, 30U);
+  EXPECT_EQ(images.rows[0].id, 30U);
   EXPECT_EQ(images.rows[0].rays, 4U);
-  EXPECT_EQ(images.rows[1].imageId, 10U);
+  EXPECT_EQ(images.rows[1].id, 10U);
   EXPECT_EQ(images.rows[1].rays, 3U);
   EXPECT_EQ(images.rows[1].maxVx, 2.0);
-  EXPECT_EQ(images.rows[2].imageId, 20U);
+  EXPECT_EQ(images.rows[2].id, 20U);
   EXPECT_EQ(images.rows[2].maxVx, -3.0);
 }
 
@@ -253,7 +253,7 @@ TEST(ImageStatistics, FirstImageOfTheFewestRaysIsNamed) {
   job.Eor(40, 1);
   job.Eor(10, 1);
   job.Pair(20, 30, 10);
-  const VerbandStatistik::Images images = VerbandStatistik(job).ImageStatistics();
+  const ImageFigures images = VerbandStatistik(job).ImageStatistics();
   EXPECT_EQ(images.fewest, 0U);
   EXPECT_EQ(images.fewestId, 40U);
 }
@@ -261,7 +261,7 @@ TEST(ImageStatistics, FirstImageOfTheFewestRaysIsNamed) {
 TEST(ImageStatistics, NoActiveImageMeansNoRows) {
   TestBundel job;
   job.Eor(10, 1).SetActive(false);
-  const VerbandStatistik::Images images = VerbandStatistik(job).ImageStatistics();
+  const ImageFigures images = VerbandStatistik(job).ImageStatistics();
   EXPECT_EQ(images.count, 0U);
   EXPECT_EQ(images.meanRays, 0.0);
   EXPECT_EQ(images.fewest, 0xFFFFFFFF);

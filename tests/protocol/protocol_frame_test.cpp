@@ -6,6 +6,7 @@
 #include "protocol/protocol_date.h"
 #include "protocol/protocol_stream.h"
 #include "protocol/protocol_target.h"
+#include "protocol/result_scene.h"
 #include "support/comma_locale.h"
 #include "support/language_guard.h"
 
@@ -117,9 +118,9 @@ constexpr std::int64_t At(int hour, int minute, int second, int days = 0) {
 }
 
 std::string Date(WriterLanguage language, std::int64_t time, DateGap gap) {
-  std::ostringstream out;
-  WriteDate(out, language, time, gap);
-  return out.str();
+  ProtocolText out;
+  AppendDate(out, language, time, gap);
+  return out.Str();
 }
 
 TEST_F(ProtocolFrame, GermanDateHasFourDigitYearAndBlankFilledHour) {
@@ -508,17 +509,41 @@ TEST_F(ProtocolFrame, EndLineHasASingleBlankBehindTheWeekday) {
             "\n\n      Time:  70 s</h3>\n\n</pre>\n</body>\n</html>\n");
 }
 
-TEST_F(ProtocolFrame, FinishedRunHasItsHeadingAndTheRedundancySum) {
+TEST_F(ProtocolFrame, FinishedRunOverNothingHasDatumSummaryAndRedundancySum) {
   Listener listener;
+  test::ResultScene scene;
+  scene.results.redundancySum = 3725.99996;
+  const std::string back =
+      "</a> <a href=\"#Start\">(zur\xFC"
+      "ck zum Anfang)</a></h4>\n";
   OldStyleMessageHandlerDE german(File());
   german.SetJob(&listener);
-  german.RunFinished(3725.99996);
-  EXPECT_EQ(listener.All(), "<h2>\nBerechnung fertig</h2>\n\n\n\nGesamtredundanz:  3726.0000\n\n");
-  listener.texts.clear();
-  OldStyleMessageHandlerEN english(File("english.htm"));
-  english.SetJob(&listener);
-  english.RunFinished(12.5);
-  EXPECT_EQ(listener.All(), "<h2>\nCalculation done</h2>\n\n\n\nRedundancy at all:    12.5000\n\n");
+  german.RunFinished(scene.results);
+  EXPECT_EQ(listener.All(),
+            "<h2>\nBerechnung fertig</h2>\n\n\n"
+            "<h4><a name=\"HlmTrn\">*** Bedingung Translation ***" +
+                back +
+                "Aktiv: nein\n\n"
+                "<h4><a name=\"HlmRot\">*** Bedingung Rotation ***" +
+                back +
+                "Aktiv: nein\n\n"
+                "<h4><a name=\"HlmM\">*** Bedingung Ma\xDFstab ***" +
+                back +
+                "Aktiv: nein\n\n"
+                "\n<h4><a name=\"Zusammenfassung\">*** Zusammenfassung ***" +
+                back +
+                "<h5>Gesamtstatistik</h5>"
+                "                 Standardabweichung:   0.000000\n"
+                "               Anzahl Beobachtungen:        0\n"
+                "                  Anzahl Unbekannte:        0\n"
+                "                 Anzahl Bedingungen:        0\n"
+                "                    Gesamtredundanz:        0\n"
+                "             Durchlaufene Schleifen:        0\n"
+                " Durchgef\xFChrte Ausrei\xDF"
+                "ererkennungen:        0\n"
+                "\n"
+                "\nGesamtredundanz:  3726.0000\n\n");
+  EXPECT_EQ(listener.texts.size(), 10U);
 }
 
 TEST_F(ProtocolFrame, SectionHeadingIsWordedInTheLanguageOfTheMoment) {
@@ -568,7 +593,8 @@ void WriteWholeRun(BundleMessageHandlerItf& writer) {
   writer.RunStarted(&time, AdjustmentSettings(), Everything());
   writer.WriteIteration(SomeIteration());
   writer.ReportBlunderCount(12345);
-  writer.RunFinished(12345.678);
+  const test::ResultScene scene;
+  writer.RunFinished(scene.results);
   writer.RunFailed(-12011);
   writer.RunClosed(&time, &time);
 }
@@ -583,7 +609,7 @@ TEST_F(ProtocolFrame, FileThatCannotBeOpenedLeavesTheTargetEverything) {
   EXPECT_FALSE(writer.OpenProtocol());
   writer.SetJob(&alone);
   WriteWholeRun(writer);
-  EXPECT_EQ(alone.texts.size(), 9U);
+  EXPECT_EQ(alone.texts.size(), 17U);
   EXPECT_EQ(alone.texts, whole.texts);
   EXPECT_EQ(Contents(File()), whole.All());
 }
@@ -599,7 +625,8 @@ TEST_F(ProtocolFrame, ForwarderWithoutWriterIsSilent) {
   handler.ReportRobustEstimation();
   handler.ReportL2Estimation();
   handler.ReportBlunderCount(1);
-  handler.RunFinished(1.0);
+  const test::ResultScene scene;
+  handler.RunFinished(scene.results);
   handler.RunFailed(-1);
   handler.RunClosed(&time, &time);
   handler.WriteIteration(IterationInfo());
@@ -619,15 +646,16 @@ TEST_F(ProtocolFrame, ForwarderPassesEveryOperationOnAndClosesTheOldWriter) {
   handler.ReportL2Estimation();
   handler.ReportBlunderCount(1);
   handler.WriteIteration(IterationInfo());
-  handler.RunFinished(1.0);
+  const test::ResultScene scene;
+  handler.RunFinished(scene.results);
   handler.RunFailed(-1);
   handler.RunClosed(&time, &time);
-  EXPECT_EQ(listener.texts.size(), 12U);
+  EXPECT_EQ(listener.texts.size(), 20U);
   EXPECT_EQ(Contents(File()), listener.All());
   handler.SetHandler(std::make_unique<OldStyleMessageHandlerDE>(File("second.htm")));
   handler.WriteText("other");
   EXPECT_EQ(Contents(File("second.htm")), "other");
-  EXPECT_EQ(listener.texts.size(), 12U);
+  EXPECT_EQ(listener.texts.size(), 20U);
   handler.ClearHandler();
   EXPECT_FALSE(handler.OpenProtocol());
 }
