@@ -1,9 +1,13 @@
 // One figure per stage of an adjustment: an image coordinate with all its coefficients, assembly,
-// factorisation with solution, cofactors. The network is seeded and the same in every run.
+// factorisation with solution, cofactors, the tables of the protocol. The network is seeded and the
+// same in every run.
 
+#include "checks/warnings.h"
 #include "linalg/envelope_system.h"
+#include "observations/bedingung_hlm.h"
 #include "observations/equation_block.h"
 #include "observations/messung_biko.h"
+#include "protocol/old_style_message_handler.h"
 #include "unknowns/data_eor.h"
 #include "unknowns/data_ior.h"
 #include "unknowns/data_obko.h"
@@ -12,6 +16,7 @@
 #include <benchmark/benchmark.h>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <random>
 #include <vector>
@@ -44,16 +49,25 @@ class Scene {
       Enable(eor);
     }
     fBikos.reserve(std::size_t{images} * points);
+    std::uint32_t image = 0;
+    for (DataEor& eor : fEors) {
+      eor.SetId(++image);
+      eor.SetIor(&fIor);
+    }
     for (DataEor& eor : fEors)
       for (DataObko& point : fPoints) {
         MessungBiko& biko = fBikos.emplace_back();
+        biko.SetNummer(point.Id());
         biko.SetPunkt(&point);
         biko.SetEor(&eor);
         biko.SetIor(&fIor);
         biko.SetSigma(0.001, 0.001);
         biko[0] = biko[1] = 0.0;
+        biko.SetBildNummer(eor.Id());
         biko.SetActive(true);
         biko.SetWeights(fSettings);
+        point.AddMessung(&biko);
+        eor.AddMessung(&biko);
       }
     std::uint32_t next = 0;
     for (DataObko& point : fPoints) next = point.AssignUnknowns(next);
@@ -71,6 +85,21 @@ class Scene {
       row.push(i, 1.0);
       system.AddEquation(row, 1.0, 0.0);
     }
+  }
+
+  // What a report of the scene reads.
+  ProtocolResults Results() {
+    ProtocolResults results;
+    results.cameras = {&fIor};
+    for (const DataEor& eor : fEors) results.exteriorOrientations.push_back(&eor);
+    for (const DataObko& point : fPoints) results.objectPoints.push_back(&point);
+    for (const MessungBiko& biko : fBikos) results.imageCoordinates.push_back(&biko);
+    results.translation = &fTranslation;
+    results.rotation = &fRotation;
+    results.scale = &fScale;
+    results.system = &fSystem;
+    results.warnings = &fWarnings;
+    return results;
   }
 
   MessungBiko& Biko() { return fBikos.front(); }
@@ -93,6 +122,10 @@ class Scene {
   EquationBlock fBlock;
   EnvelopeSystem fSystem;
   std::uint32_t fUnknowns = 0;
+  BedingungHlmTrans fTranslation;
+  BedingungHlmRot fRotation;
+  BedingungHlmM fScale;
+  WarningList fWarnings;
 };
 
 std::unique_ptr<Scene> MakeScene(const benchmark::State& state) {
@@ -145,11 +178,29 @@ void EnvelopeCofactors(benchmark::State& state) {
   Report(state, *scene);
 }
 
+// The tables of a finished run into a file.
+void Protocol(benchmark::State& state) {
+  const auto scene = MakeScene(state);
+  scene->System().FactorizeAndSolve(true);
+  scene->System().InvertCofactors();
+  const ProtocolResults results = scene->Results();
+  const std::filesystem::path file = std::filesystem::temp_directory_path() / "cardo_bench.htm";
+  for (auto _ : state) {
+    OldStyleMessageHandlerEN writer(file.string());
+    writer.RunFinished(results);
+  }
+  state.counters["bytes"] = static_cast<double>(std::filesystem::file_size(file));
+  std::filesystem::remove(file);
+  Report(state, *scene);
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(scene->Rays()));
+}
+
 BENCHMARK(ImageCoordinate);
 BENCHMARK(Assembly)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
 BENCHMARK(Factorisation)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
 BENCHMARK(DiagonalCofactors)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
 BENCHMARK(EnvelopeCofactors)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
+BENCHMARK(Protocol)->Args({10, 100})->Args({40, 400})->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
