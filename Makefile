@@ -1,6 +1,6 @@
 # The short road. Everything here is plain CMake; see README.md for the presets.
 #
-#   make demo    set up, build, adjust the example, print the summary
+#   make demo    set up, build, adjust two examples, print their summaries
 #   make test    set up, build, run the whole suite
 #   make bench   set up, build, run the benchmarks
 #   make check   formatting and static analysis
@@ -34,6 +34,8 @@ demo:
 	@cmake --preset release -DCARDO_BUNDLE_BUILD_TESTS=OFF -DCARDO_BUNDLE_BUILD_BENCH=OFF -B build/demo >/dev/null
 	@cmake --build build/demo -j $(JOBS) --target cardo-bundle
 	@build/demo/cli/cardo-bundle adjust examples/camera-calibration --output build/demo/camera-calibration
+	@echo
+	@build/demo/cli/cardo-bundle adjust examples/gross-errors --output build/demo/gross-errors
 
 test:
 	$(call install,$(PACKAGES) $(TEST_PACKAGES))

@@ -100,8 +100,8 @@ int RunAndWrite(const AdjustOptions& options,
   const DatumCheck check = CheckDatum(job);
   if (check.Objects() && !options.quiet)
     fmt::print(console.err, "cardo-bundle: the check objects: {}", DescribeDatum(check, file));
-  const GroupIds groups = ActiveGroups(job);
-  const NetworkSurvey survey = SurveyNetwork(job, tables.LineImageCoordinates());
+  const BeforeRun before{check.verdict, ActiveGroups(job)};
+  const NetworkSurvey survey = SurveyNetwork(job, tables);
 
   const RunOutcome outcome = Run(job, console, console.isTerminal && !options.quiet, timing);
   // Also a run that ended on its own while the user wanted it to.
@@ -109,7 +109,7 @@ int RunAndWrite(const AdjustOptions& options,
   CheckProtocolFile(protocol, place);
   if (outcome.status != eXYZ_Ok) {
     fmt::print(console.err, "cardo-bundle: {}", DescribeFailure(outcome, survey, file));
-    const GroupIds lost = Without(groups, ActiveGroups(job));
+    const GroupIds lost = Without(before.groups, ActiveGroups(job));
     if (CountOf(lost) != 0)
       fmt::print(console.err, "Before it failed {}", DescribeLostGroups(lost, file));
     // The results of an earlier run stay as they are; only the protocol is new.
@@ -121,12 +121,12 @@ int RunAndWrite(const AdjustOptions& options,
     return kExitRunFailed;
   }
 
+  const StopWatch writing;
+  const Summary summary = Summarize(job, file, before, outcome);
   if (!options.quiet) {
-    TellLostGroups(Without(groups, ActiveGroups(job)), survey, file, console);
+    TellLostGroups(summary.lostGroups, survey, file, console);
     TellLineCoordinatesWithoutResults(job, console);
   }
-  const StopWatch writing;
-  const Summary summary = Summarize(job, file, outcome);
   WriteTables(tables, {job, [&console] { Poll(console); }}, results);
   WriteSummary(summary, results);
   results.AddRemoval(kFailedProtocolName);

@@ -145,12 +145,11 @@ std::string DescribeSuspects(const NetworkSurvey& survey, const JobFile& job) {
   }
   if (!survey.weakLines.empty()) {
     text += fmt::format(
-        "- Lines, unless fixed, without line image coordinates in two images or two points on "
-        "them: {}\n",
+        "- Lines without line image coordinates in two images or two points on them: {}\n",
         ListOfIds(survey.weakLines));
   }
   if (!survey.weakPlanes.empty()) {
-    text += fmt::format("- Planes, unless fixed, with fewer than three points on them: {}\n",
+    text += fmt::format("- Planes with fewer than three points on them: {}\n",
                         ListOfIds(survey.weakPlanes));
   }
   if (!text.empty() && survey.verdict != 0) {
@@ -186,6 +185,11 @@ std::string DescribeLostGroups(const GroupIds& lost, const JobFile& job) {
         "The solvability check leaves out one group that is not determined, builds the system "
         "anew and looks again: with many such groups a run takes long. A group takes its "
         "observations along, so that others may follow.\n";
+  }
+  if (std::get<int>(ValueOf(job.parameters, "blunder_test")) != 0) {
+    text +=
+        "Observations that the outlier test rejects do not count: without them a group may be "
+        "undetermined.\n";
   }
   const int minRays = std::get<int>(ValueOf(job.parameters, "min_rays"));
   if (minRays > 0 && !lost[kPoints].empty()) {

@@ -1,6 +1,7 @@
 #include "network_survey.h"
 
 #include "image_records.h"
+#include "job_folder.h"
 #include "record_flags.h"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <numeric>
+#include <span>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -65,8 +67,13 @@ using Shapes = std::map<std::int32_t, Shape>;
 
 class Surveyor {
  public:
-  Surveyor(void* job, std::span<const sXYZ_PictureLineCoord> lineCoordinates)
-      : fJob(job), fLineCoordinates(lineCoordinates) {}
+  Surveyor(void* job, const JobTables& tables)
+      : fJob(job), fLineCoordinates(tables.LineImageCoordinates()) {
+    for (const auto& table : tables.tables) {
+      const auto fixed = table->FixedShapes();
+      fFixedShapes.insert(fixed.begin(), fixed.end());
+    }
+  }
 
   NetworkSurvey Survey() {
     TakeImages();
@@ -185,10 +192,11 @@ class Surveyor {
       TakeConstraint(onPlane.PointId, fPlanes, onPlane.PlaneId, 1);
     }
     for (const auto& [id, shape] : fLines) {
-      if (shape.images.size() < 2 && shape.points < 2) fSurvey.weakLines.push_back(id);
+      if (!fFixedShapes.contains(id) && shape.images.size() < 2 && shape.points < 2)
+        fSurvey.weakLines.push_back(id);
     }
     for (const auto& [id, shape] : fPlanes) {
-      if (shape.points < 3) fSurvey.weakPlanes.push_back(id);
+      if (!fFixedShapes.contains(id) && shape.points < 3) fSurvey.weakPlanes.push_back(id);
     }
   }
 
@@ -257,6 +265,8 @@ class Surveyor {
 
   void* fJob;
   std::span<const sXYZ_PictureLineCoord> fLineCoordinates;
+  // No line has the id of a plane.
+  std::unordered_set<std::int32_t> fFixedShapes;
   Parts fParts;
   std::map<std::int32_t, Image> fImages;
   std::map<std::int32_t, Point> fPoints;
@@ -268,8 +278,8 @@ class Surveyor {
 
 }  // namespace
 
-NetworkSurvey SurveyNetwork(void* job, std::span<const sXYZ_PictureLineCoord> lineCoordinates) {
-  return Surveyor(job, lineCoordinates).Survey();
+NetworkSurvey SurveyNetwork(void* job, const JobTables& tables) {
+  return Surveyor(job, tables).Survey();
 }
 
 std::string ListOfIds(const std::vector<std::int32_t>& ids) {

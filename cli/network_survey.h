@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
-#include <xyz_api.h>
 
 namespace cardo {
+
+struct JobTables;
 
 // What about a network can leave its normal equations without a solution, by the user's ids.
 // Only what is active now counts, and observations that are active and no outliers.
@@ -17,10 +17,9 @@ struct NetworkSurvey {
   std::vector<std::int32_t> weakImages;
   // Variable cameras whose images have no points.
   std::vector<std::int32_t> unusedCameras;
-  // Lines seen in fewer than two images that have fewer than two points on them. The library does
-  // not tell whether a line or a plane is fixed, so fixed ones are among them.
+  // Variable lines seen in fewer than two images that have fewer than two points on them.
   std::vector<std::int32_t> weakLines;
-  // Planes with fewer than three points on them.
+  // Variable planes with fewer than three points on them.
   std::vector<std::int32_t> weakPlanes;
   // The library's verdict on the datum, 0 if it does not object.
   int verdict = 0;
@@ -35,10 +34,8 @@ struct NetworkSurvey {
   int distances = 0;
 };
 
-// lineCoordinates are the line image coordinates as they were read: those that the library does
-// not give back count as they were given.
-[[nodiscard]] NetworkSurvey SurveyNetwork(void* job,
-                                          std::span<const sXYZ_PictureLineCoord> lineCoordinates);
+// What the library does not give back counts as it was read into the tables.
+[[nodiscard]] NetworkSurvey SurveyNetwork(void* job, const JobTables& tables);
 
 // "3, 7, 12 and 5 more"
 [[nodiscard]] std::string ListOfIds(const std::vector<std::int32_t>& ids);

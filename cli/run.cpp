@@ -1,25 +1,20 @@
 #include "run.h"
 
-#include "text_encoding.h"
-
-#include <array>
-#include <charconv>
 #include <exception>
 #include <fmt/format.h>
 #include <fmt/ostream.h>
-#include <string_view>
 #include <xyz_api.h>
 
 namespace cardo {
 namespace {
 
-// The failure stands at the end of a protocol, with the end line behind it.
-constexpr std::size_t kKeptProtocol = 4096;
-
 class RunMonitor {
  public:
-  RunMonitor(const Console& console, bool showProgress, Timing& timing)
-      : fConsole(console), fTiming(timing), fShowProgress(showProgress) {}
+  RunMonitor(const Console& console, bool showProgress, bool testsBlunders, Timing& timing)
+      : fConsole(console),
+        fTiming(timing),
+        fShowProgress(showProgress),
+        fTestsBlunders(testsBlunders) {}
 
   // Nothing may leave a callback but its result; an exception cancels the run and is thrown
   // again by RethrowFailure.
@@ -36,11 +31,7 @@ class RunMonitor {
   static void OnProtocol(void* /*job*/, char* text, void* monitor) noexcept {
     auto& self = *static_cast<RunMonitor*>(monitor);
     try {
-      AddIterationTimes(text, self.fTiming);
-      self.fProtocol += text;
-      if (self.fProtocol.size() > 2 * kKeptProtocol) {
-        self.fProtocol.erase(0, self.fProtocol.size() - kKeptProtocol);
-      }
+      self.fProtocol.Take(text, self.fTiming);
     } catch (...) {
       self.fException = std::current_exception();
     }
@@ -53,7 +44,11 @@ class RunMonitor {
   }
 
   [[nodiscard]] int Iterations() const noexcept { return fIterations; }
-  [[nodiscard]] const std::string& Protocol() const noexcept { return fProtocol; }
+  // Outlier tests so far.
+  [[nodiscard]] int BlunderRounds() const noexcept {
+    return fTestsBlunders ? fProtocol.BlunderRounds() : 0;
+  }
+  [[nodiscard]] const ProtocolReader& Protocol() const noexcept { return fProtocol; }
 
  private:
   bool Progress(const sXYZ_CBProgressInfo& info) {
@@ -61,8 +56,9 @@ class RunMonitor {
     if (fShowProgress) {
       if (!fHeadIsShown) {
         fmt::print(fConsole.out,
-                   "{:>9} {:>14} {:>14} {:>9} {:>10}\n",
+                   "{:>9} {:>6} {:>14} {:>14} {:>9} {:>10}\n",
                    "iteration",
+                   "round",
                    "S0",
                    "norm",
                    "outliers",
@@ -70,8 +66,9 @@ class RunMonitor {
         fHeadIsShown = true;
       }
       fmt::print(fConsole.out,
-                 "{:>9} {:>14.6g} {:>14.6g} {:>9} {:>8.1f} s\n",
+                 "{:>9} {:>6} {:>14.6g} {:>14.6g} {:>9} {:>8.1f} s\n",
                  info.Iteration,
+                 BlunderRounds(),
                  info.S0,
                  info.Norm,
                  info.BlunderCount,
@@ -85,35 +82,20 @@ class RunMonitor {
   const Console& fConsole;
   Timing& fTiming;
   bool fShowProgress;
+  bool fTestsBlunders;
   bool fHeadIsShown = false;
   int fIterations = 0;
   StopWatch fWatch;
-  std::string fProtocol;
+  ProtocolReader fProtocol;
   std::exception_ptr fException;
 };
 
 }  // namespace
 
-std::optional<ProtocolFailure> FindFailure(const std::string& protocol) {
-  static constexpr std::array<std::string_view, 2> kHeads = {"<h3>Abbruch: Fehler ",
-                                                             "<h3>Abbort: Error "};
-  for (const std::string_view head : kHeads) {
-    const std::size_t found = protocol.rfind(head);
-    if (found == std::string::npos) continue;
-    std::string_view rest(protocol);
-    rest.remove_prefix(found + head.size());
-    int code = 0;
-    const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), code);
-    if (error != std::errc{}) continue;
-    rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
-    if (rest.starts_with(" - ")) rest.remove_prefix(3);
-    return ProtocolFailure{code, Utf8FromLatin1(rest.substr(0, rest.find("</h3>")))};
-  }
-  return std::nullopt;
-}
-
 RunOutcome Run(void* job, const Console& console, bool showProgress, Timing& timing) {
-  RunMonitor monitor(console, showProgress, timing);
+  int blunderTest = 0;
+  XYZ_GetParam(job, eXYZ_ParamBlunderTest, &blunderTest);
+  RunMonitor monitor(console, showProgress, blunderTest != 0, timing);
   XYZ_SetProgressCallback(job, RunMonitor::OnProgress, &monitor);
   XYZ_SetProtocolCallback(job, RunMonitor::OnProtocol, &monitor);
   RunOutcome outcome;
@@ -124,7 +106,12 @@ RunOutcome Run(void* job, const Console& console, bool showProgress, Timing& tim
   outcome.iterations = monitor.Iterations();
   outcome.seconds = monitor.Seconds();
   timing.accuracy = outcome.seconds - timing.assembly - timing.solution;
-  if (outcome.status != eXYZ_Ok) outcome.failure = FindFailure(monitor.Protocol());
+  const ProtocolReader& protocol = monitor.Protocol();
+  outcome.blunderRounds = monitor.BlunderRounds();
+  outcome.marksChanged = protocol.LastRoundChangedMarks();
+  outcome.warnings = protocol.Warnings();
+  outcome.cutWarnings = protocol.CutWarnings();
+  if (outcome.status != eXYZ_Ok) outcome.failure = protocol.Failure();
   return outcome;
 }
 

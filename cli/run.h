@@ -1,26 +1,25 @@
 #pragma once
 
 #include "console.h"
+#include "protocol_reader.h"
 #include "timing.h"
 
 #include <optional>
-#include <string>
+#include <vector>
 
 namespace cardo {
-
-// Why a run failed, as its protocol says.
-struct ProtocolFailure {
-  int code;
-  std::string text;  // UTF-8, often empty
-};
-
-// Finds the failure in the last part of a protocol, as the library hands it out (ISO 8859-1).
-[[nodiscard]] std::optional<ProtocolFailure> FindFailure(const std::string& protocol);
 
 struct RunOutcome {
   int status = 0;
   int iterations = 0;
   double seconds = 0.0;
+  // Outlier tests, 0 if the job asks for none, and whether the last one changed marks: then the
+  // limit of iterations kept the run from another adjustment, or S0 is nothing.
+  int blunderRounds = 0;
+  bool marksChanged = false;
+  // Of a run that did not fail; see ProtocolReader.
+  std::vector<RunWarning> warnings = {};
+  std::vector<int> cutWarnings = {};
   std::optional<ProtocolFailure> failure = {};
 };
 

@@ -28,8 +28,9 @@ double RealResult(void* job, eXYZ_Result which) {
 // A run that ends at its limit of iterations is no failure. Whether it converged in the last of
 // them shows in the redundancy numbers: they belong to the last system only then, and their sum
 // is the redundancy.
-bool HasConverged(const Summary& summary) {
+bool HasConverged(const Summary& summary, const RunOutcome& outcome) {
   if (summary.iterations < summary.maxIterations) return true;
+  if (outcome.blunderRounds > 0 && outcome.marksChanged) return false;
   constexpr double kHalfAnObservation = 0.5;
   return summary.iterations > 0 &&
          std::abs(summary.redundancySum - summary.redundancy) < kHalfAnObservation;
@@ -149,7 +150,10 @@ void SummarizePoints(void* job, Summary& summary) {
 
 }  // namespace
 
-Summary Summarize(void* job, const JobFile& file, const RunOutcome& outcome) {
+Summary Summarize(void* job,
+                  const JobFile& file,
+                  const BeforeRun& before,
+                  const RunOutcome& outcome) {
   Summary summary;
   summary.title = file.title;
   summary.lengthUnit = file.lengthUnit;
@@ -170,7 +174,13 @@ Summary Summarize(void* job, const JobFile& file, const RunOutcome& outcome) {
   summary.activeCameras = IntResult(job, eXYZ_ResultActiveIors);
   summary.activeImages = IntResult(job, eXYZ_ResultActiveEors);
   summary.activePoints = IntResult(job, eXYZ_ResultActiveObkos);
-  summary.converged = HasConverged(summary);
+  summary.converged = HasConverged(summary, outcome);
+  summary.blunderRounds = outcome.blunderRounds;
+  summary.rejected = RejectedObservations(job);
+  summary.warnings = outcome.warnings;
+  summary.cutWarnings = outcome.cutWarnings;
+  summary.datumVerdict = before.datumVerdict;
+  summary.lostGroups = Without(before.groups, ActiveGroups(job));
   SummarizeCameras(job, summary);
   SummarizeImages(job, summary);
   SummarizePoints(job, summary);

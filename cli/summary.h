@@ -1,6 +1,8 @@
 #pragma once
 
+#include "active_groups.h"
 #include "job_file.h"
+#include "rejected_observations.h"
 #include "run.h"
 
 #include <cstddef>
@@ -62,10 +64,13 @@ struct Summary {
   double redundancySum = 0.0;  // of the redundancy numbers
   int iterations = 0;
   int maxIterations = 0;
-  // False if the limit of iterations came first; there are no valid standard deviations then.
+  // False if the limit of iterations came first: before the changes were small enough, so that
+  // there are no valid standard deviations, or before the adjustment after an outlier test.
   bool converged = true;
   double norm = 0.0;
+  // Over the threshold of the last outlier test, as the library counts them.
   int outliers = 0;
+  int blunderRounds = 0;
   double criticalValue = 0.0;
   double seconds = 0.0;
   int activeCameras = 0, activeImages = 0, activePoints = 0;
@@ -74,11 +79,27 @@ struct Summary {
   std::vector<CameraSummary> cameraList;
   std::vector<ImageSummary> imageList;
   PointsSummary pointSummary;
+  std::vector<RejectedObservation> rejected;
+  std::vector<RunWarning> warnings;
+  std::vector<int> cutWarnings;
+  // The library's verdict on the datum before the run, see DatumCheck.
+  int datumVerdict = 0;
+  // Groups that the job has active and the run left out.
+  GroupIds lostGroups;
 };
 
 inline constexpr std::size_t kWorstPoints = 10;
 
-[[nodiscard]] Summary Summarize(void* job, const JobFile& file, const RunOutcome& outcome);
+// What the job was before the run.
+struct BeforeRun {
+  int datumVerdict = 0;
+  GroupIds groups;  // active ones
+};
+
+[[nodiscard]] Summary Summarize(void* job,
+                                const JobFile& file,
+                                const BeforeRun& before,
+                                const RunOutcome& outcome);
 
 // For people.
 [[nodiscard]] std::string SummaryText(const Summary& summary);

@@ -1,3 +1,4 @@
+#include "datum_check.h"
 #include "summary.h"
 
 #include <nlohmann/json.hpp>
@@ -43,6 +44,23 @@ Json OfPoint(const PointSummary& point) {
           {"s_z", point.sz}};
 }
 
+Json OfRejected(const RejectedObservation& observation) {
+  Json json = {{"table", observation.table}, {"row", observation.row}};
+  for (const auto& [name, id] : observation.ids) json[std::string(name)] = id;
+  json["active"] = observation.isActive;
+  json["residuals"] = observation.residuals;
+  json["test_values"] = observation.testValues;
+  return json;
+}
+
+Json OfGroups(const GroupIds& groups) {
+  Json json = Json::object();
+  for (std::size_t kind = 0; kind < groups.size(); ++kind) {
+    json[std::string(kGroupKinds[kind])] = groups[kind];
+  }
+  return json;
+}
+
 }  // namespace
 
 std::string SummaryJson(const Summary& summary) {
@@ -62,6 +80,7 @@ std::string SummaryJson(const Summary& summary) {
   json["max_iterations"] = summary.maxIterations;
   json["norm"] = summary.norm;
   json["outliers"] = summary.outliers;
+  json["outlier_rounds"] = summary.blunderRounds;
   json["critical_value"] = summary.criticalValue;
   json["elapsed_seconds"] = summary.seconds;
   json["active"] = {{"cameras", summary.activeCameras},
@@ -84,6 +103,18 @@ std::string SummaryJson(const Summary& summary) {
                     {"rms", {{"s_x", points.rmsSx}, {"s_y", points.rmsSy}, {"s_z", points.rmsSz}}},
                     {"worst", Json::array()}};
   for (const PointSummary& point : points.worst) json["points"]["worst"].push_back(OfPoint(point));
+  json["rejected"] = Json::array();
+  for (const RejectedObservation& observation : summary.rejected)
+    json["rejected"].push_back(OfRejected(observation));
+  json["warnings"] = Json::array();
+  for (const RunWarning& warning : summary.warnings) {
+    json["warnings"].push_back(
+        {{"code", warning.code}, {"text", warning.text}, {"object", warning.object}});
+  }
+  json["more_warnings"] = summary.cutWarnings;
+  json["datum_check"] = {{"verdict", summary.datumVerdict},
+                         {"text", DatumVerdict(summary.datumVerdict)}};
+  json["lost_groups"] = OfGroups(summary.lostGroups);
   return json.dump(2) + '\n';
 }
 

@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t kAllImages = 60;
 constexpr std::size_t kWorstImages = 20;
 constexpr std::size_t kStrongestCorrelations = 5;
+constexpr std::size_t kShownRejected = 20;
 
 class SummaryWriter {
  public:
@@ -25,6 +26,8 @@ class SummaryWriter {
     for (const CameraSummary& camera : fSummary.cameraList) Camera(camera);
     Images();
     Points();
+    Rejected();
+    Warnings();
     return fmt::to_string(fText);
   }
 
@@ -51,7 +54,8 @@ class SummaryWriter {
     } else if (!s.converged) {
       Print(
           "NOT CONVERGED: the limit of {} iterations was reached; standard deviations and\n"
-          "redundancy numbers are missing or not of the last system.\n\n",
+          "redundancy numbers are missing or not of the last system and the last outlier "
+          "marks.\n\n",
           s.maxIterations);
     }
     Print("S0 a posteriori {:>12.6g}    a priori {:.6g}, ratio {:.3f}\n",
@@ -60,7 +64,11 @@ class SummaryWriter {
           s.s0 / s.s0Apriori);
     Print("Observations    {:>12}    Unknowns    {:>8}\n", s.observations, s.unknowns);
     Print("Constraints     {:>12}    Redundancy  {:>8}\n", s.constraints, s.redundancy);
-    Print("Iterations      {:>12}    Outliers    {:>8}\n", s.iterations, s.outliers);
+    Print("Iterations      {:>12}    Rejected    {:>8}\n", s.iterations, s.rejected.size());
+    if (s.blunderRounds > 0) {
+      Print(
+          "Outlier tests   {:>12}    Critical value {:>5.2f}\n", s.blunderRounds, s.criticalValue);
+    }
     Print(
         "Cameras {} of {}, images {} of {}, points {} of {} active; image coordinates used {} of "
         "{}; {:.2f} s\n",
@@ -159,6 +167,57 @@ class SummaryWriter {
             point.sx,
             point.sy,
             point.sz);
+    }
+  }
+
+  void Rejected() {
+    const std::vector<RejectedObservation>& rejected = fSummary.rejected;
+    if (rejected.empty()) return;
+    const std::size_t shown = std::min(kShownRejected, rejected.size());
+    Print("\nRejected observations, {}{} of {}\n",
+          shown < rejected.size() ? "those with the largest test values, " : "",
+          shown,
+          rejected.size());
+    Print("{:>24} {:>7} {:>26} {:>11}   {}\n", "table", "row", "of", "test value", "residuals");
+    for (std::size_t i = 0; i < shown; ++i) {
+      const RejectedObservation& observation = rejected[i];
+      std::string ids;
+      for (const auto& [name, id] : observation.ids) {
+        ids += fmt::format("{}{} {}", ids.empty() ? "" : ", ", name, id);
+      }
+      Print("{:>24} {:>7} {:>26}", observation.table, observation.row, ids);
+      if (observation.isActive) {
+        Print(" {:>11.2f}  ", observation.LargestTestValue());
+        for (const double v : observation.residuals) Print(" {:.3g}", v);
+      } else {
+        Print(" {:>11}   not active", "");
+      }
+      Print("\n");
+    }
+    if (shown < rejected.size())
+      Print("  and {} more, all in summary.json\n", rejected.size() - shown);
+  }
+
+  // By code, so that those of one kind stand together.
+  void Warnings() {
+    std::vector<RunWarning> warnings = fSummary.warnings;
+    if (warnings.empty()) return;
+    std::stable_sort(warnings.begin(),
+                     warnings.end(),
+                     [](const RunWarning& a, const RunWarning& b) { return a.code < b.code; });
+    Print("\nWarnings\n");
+    for (std::size_t i = 0; i < warnings.size(); ++i) {
+      const RunWarning& warning = warnings[i];
+      Print("  {} {}{}{}\n",
+            warning.code,
+            warning.text,
+            warning.object.empty() ? "" : ": ",
+            warning.object);
+      const bool isLast = i + 1 == warnings.size() || warnings[i + 1].code != warning.code;
+      const auto& cut = fSummary.cutWarnings;
+      if (isLast && std::find(cut.begin(), cut.end(), warning.code) != cut.end()) {
+        Print("  {} and more\n", warning.code);
+      }
     }
   }
 

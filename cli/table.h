@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <string>
@@ -72,6 +73,9 @@ class Table {
   [[nodiscard]] virtual std::span<const sXYZ_PictureLineCoord> LineImageCoordinates() const {
     return {};
   }
+
+  // Ids of the lines or planes that are fixed: the library does not tell.
+  [[nodiscard]] virtual std::span<const std::int32_t> FixedShapes() const { return {}; }
 
   [[nodiscard]] std::string FileName() const { return Name() + ".csv"; }
 };

@@ -3,17 +3,16 @@
 #include <array>
 #include <charconv>
 #include <fmt/format.h>
-#include <string_view>
 #include <sys/resource.h>
 
 namespace cardo {
 namespace {
 
 // The number behind a label of an iteration's text, 0 without the label.
-double NumberBehind(const std::string& text, const std::array<std::string_view, 2>& labels) {
+double NumberBehind(std::string_view text, const std::array<std::string_view, 2>& labels) {
   for (const std::string_view label : labels) {
     const std::size_t found = text.find(label);
-    if (found == std::string::npos) continue;
+    if (found == std::string_view::npos) continue;
     double value = 0.0;
     const char* first = text.data() + found + label.size();
     std::from_chars(first, text.data() + text.size(), value);
@@ -30,7 +29,7 @@ double PeakMegabytes() {
 
 }  // namespace
 
-void AddIterationTimes(const std::string& text, Timing& timing) {
+void AddIterationTimes(std::string_view text, Timing& timing) {
   timing.assembly += NumberBehind(text, {"\nAufstellung: ", "\n      Build: "});
   timing.solution += NumberBehind(text, {" s\n     L\xF6sung: ", " s\n   Solution: "});
 }

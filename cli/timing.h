@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 namespace cardo {
 
@@ -27,7 +28,7 @@ class StopWatch {
 };
 
 // Adds the times of an iteration, if the text of a protocol holds them.
-void AddIterationTimes(const std::string& text, Timing& timing);
+void AddIterationTimes(std::string_view text, Timing& timing);
 
 // One line a stage, and the largest memory of the process.
 [[nodiscard]] std::string TimingText(const Timing& timing);

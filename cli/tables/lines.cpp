@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,6 +42,7 @@ class LinesTable final : public RecordTable<sXYZ_Line> {
 
   [[nodiscard]] std::string Name() const override { return "lines"; }
   [[nodiscard]] bool HoldsObservations() const override { return false; }
+  [[nodiscard]] std::span<const std::int32_t> FixedShapes() const override { return fFixed; }
 
   // The second point keeps its distance from the first, so that what is written can be read.
   void Write(CsvWriter& writer, const WriteContext& context) const override {
@@ -71,6 +73,7 @@ class LinesTable final : public RecordTable<sXYZ_Line> {
       row.Mistake("x2", "x2, y2, z2 must be another point of the line than x1, y1, z1");
     }
     if (row.HasMistake()) return eXYZ_Ok;
+    if ((line.Flags & kFixed) != 0) fFixed.push_back(line.Id);
     fInputs.push_back({length, line.Tag, (line.Flags & kFixed) != 0});
     return XYZ_SetLine(row.Context().job, &line);
   }
@@ -93,6 +96,7 @@ class LinesTable final : public RecordTable<sXYZ_Line> {
   }
 
   std::vector<Input> fInputs;
+  std::vector<std::int32_t> fFixed;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,7 @@ class PlanesTable final : public RecordTable<sXYZ_Plane> {
 
   [[nodiscard]] std::string Name() const override { return "planes"; }
   [[nodiscard]] bool HoldsObservations() const override { return false; }
+  [[nodiscard]] std::span<const std::int32_t> FixedShapes() const override { return fFixed; }
 
   void Write(CsvWriter& writer, const WriteContext& context) const override {
     writer.Names({"id", "x", "y", "z", "nx", "ny", "nz", "fixed", "active", "tag"})
@@ -68,6 +70,7 @@ class PlanesTable final : public RecordTable<sXYZ_Plane> {
       row.Mistake("nx", "nx, ny, nz must be a vector of some length");
     }
     if (row.HasMistake()) return eXYZ_Ok;
+    if ((plane.Flags & kFixed) != 0) fFixed.push_back(plane.Id);
     fInputs.push_back({plane.Tag, (plane.Flags & kFixed) != 0});
     return XYZ_SetPlane(row.Context().job, &plane);
   }
@@ -89,6 +92,7 @@ class PlanesTable final : public RecordTable<sXYZ_Plane> {
   }
 
   std::vector<Input> fInputs;
+  std::vector<std::int32_t> fFixed;
 };
 
 }  // namespace

@@ -147,7 +147,7 @@ TEST_F(AdjustTest, ProgressIsForTerminalsOnly) {
   EXPECT_THAT(Adjust().out, Not(HasSubstr("elapsed")));
   const ProgramResult result = Adjust({}, {.isTerminal = true});
   EXPECT_THAT(result.out,
-              StartsWith("iteration             S0           norm  outliers    elapsed"));
+              StartsWith("iteration  round             S0           norm  outliers    elapsed"));
   EXPECT_THAT(result.out, HasSubstr("\n        1 "));
 }
 

@@ -86,7 +86,7 @@ TEST(FailureHelp, SingularSystemNamesSuspects) {
 TEST(NetworkSurvey, FindsWhatIsWeak) {
   test::JobScene scene;
   ASSERT_THAT(scene.Messages(), IsEmpty());
-  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables());
   // Point 10 is measured, 11 and 12 are seen once; the relative orientation joins both images.
   EXPECT_THAT(survey.weakPoints, ElementsAre(11, 12));
   EXPECT_THAT(survey.weakImages, ElementsAre(1, 2));
@@ -106,7 +106,7 @@ TEST(NetworkSurvey, FindsPartsThatNothingConnects) {
   scene.Write("image_coordinates.csv",
               "point,image,x,y,outlier\n10,1,0,0,0\n11,2,0,0,0\n10,2,0,0,1\n");
   ASSERT_THAT(scene.Messages(), IsEmpty());
-  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables());
   EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1), ElementsAre(2)));
   EXPECT_THAT(survey.weakPoints, ElementsAre(10, 11, 12));
   EXPECT_THAT(survey.unusedCameras, ElementsAre(2));
@@ -130,10 +130,21 @@ TEST(NetworkSurvey, CountsWhatLinesAndConstraintsGive) {
   scene.Write("points_on_lines.csv", "id,point,line\n1,10,21\n");
   scene.Write("points_on_planes.csv", "id,point,plane\n1,11,30\n");
   ASSERT_THAT(scene.Messages(), IsEmpty());
-  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables());
   EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1, 2)));
   EXPECT_THAT(survey.weakPoints, ElementsAre(12));
   EXPECT_THAT(survey.weakImages, ElementsAre(2));
+  EXPECT_THAT(survey.weakLines, ElementsAre(21));
+  EXPECT_THAT(survey.weakPlanes, ElementsAre(30));
+}
+
+// What is fixed needs nothing to determine it.
+TEST(NetworkSurvey, PassesOverFixedLinesAndPlanes) {
+  test::JobScene scene;
+  scene.Write("lines.csv", "id,x1,y1,z1,x2,y2,z2,fixed\n20,0,0,0,1,0,0,1\n21,0,0,0,0,1,0,0\n");
+  scene.Write("planes.csv", "id,x,y,z,nx,ny,nz,fixed\n30,0,0,0,0,0,1,0\n31,0,0,0,0,0,1,1\n");
+  ASSERT_THAT(scene.Messages(), IsEmpty());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables());
   EXPECT_THAT(survey.weakLines, ElementsAre(21));
   EXPECT_THAT(survey.weakPlanes, ElementsAre(30));
 }
@@ -147,7 +158,7 @@ TEST(NetworkSurvey, CountsWhatTheLibraryDoesNotGiveBack) {
   scene.Write("line_image_coordinates.csv",
               "line,image,x,y,outlier\n20,1,0,0,0\n20,2,0,0,0\n21,1,0,0,0\n21,2,0,0,1\n");
   ASSERT_THAT(scene.Messages(), IsEmpty());
-  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables().LineImageCoordinates());
+  const NetworkSurvey survey = SurveyNetwork(scene.Job(), scene.Tables());
   EXPECT_THAT(survey.weakLines, ElementsAre(21));
   EXPECT_THAT(survey.parts, ElementsAre(ElementsAre(1, 2)));
 }
