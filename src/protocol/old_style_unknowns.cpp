@@ -237,7 +237,8 @@ ProtocolText TwoVectorRow(const Group& group,
   ProtocolText row;
   row.Integer(group.Id(), 8).Text(" ").Ordinal(group.Ordinal());
   AppendFixed(row, first, 13, 4);
-  AppendFixed(row, second, 13, 4);
+  // No blank stands behind the last value.
+  row.Fixed(second[0], 13, 4).Text(" ").Fixed(second[1], 13, 4).Text(" ").Fixed(second[2], 13, 4);
   row.Text("\n             ");
   return row;
 }

@@ -1,5 +1,7 @@
 #include "golden/golden_run.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +21,23 @@ std::vector<std::string> Lines(const std::string& text) {
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
   return lines;
+}
+
+// Hexadecimal floats show every bit of rounding: those of computed values are compared to seven
+// digits, in whatever width.
+std::string RoundedHexadecimals(const std::string& text) {
+  static const std::regex kComputed(" *(-?0x1\\.[0-9a-f]{8,}p[+-][0-9]+)");
+  std::string result;
+  auto rest = text.cbegin();
+  for (std::sregex_iterator match(text.begin(), text.end(), kComputed), end; match != end;
+       ++match) {
+    result.append(rest, match->prefix().second);
+    char number[32];
+    std::snprintf(number, sizeof number, " %.6e", std::strtod((*match)[1].str().c_str(), nullptr));
+    result += number;
+    rest = (*match)[0].second;
+  }
+  return result.append(rest, text.cend());
 }
 
 std::string ReadFile(const std::string& name) {
@@ -57,15 +76,18 @@ void CollectText(void* /*job*/, char* text, void* userData) {
 
 std::string Masked(const std::string& protocol) {
   // Weekday, day, month, year and time behind the labels of the first and the last line; the run
-  // time; and the three times of an iteration.
+  // time; the three times of an iteration; and the multipliers of a datum without strain, which are
+  // zero but for rounding.
   static const std::regex kDate(
       "(Ausgleichung: |adjustment: )( ?)[A-Z][a-z] ( ?)[^<\n]*?:[0-9]{2}:[0-9]{2}( am| pm)?");
   static const std::regex kRunTime("(Gesamtlaufzeit:  |Time:  )[0-9]+ s");
   static const std::regex kSeconds(
       "((?:Aufstellung|L\xF6sung|Gesamt|Build|Solution|Complete): )[0-9.]+ s");
+  static const std::regex kZero("((?:Wert|Value) [xyz]?: )(-?0|-?[0-9.]+e-1[0-9])\n");
   std::string masked = std::regex_replace(protocol, kDate, "$1$2DATE$3");
   masked = std::regex_replace(masked, kRunTime, "$1N s");
-  return std::regex_replace(masked, kSeconds, "$1T s");
+  masked = std::regex_replace(masked, kSeconds, "$1T s");
+  return std::regex_replace(masked, kZero, "$1ZERO\n");
 }
 
 void ExpectGolden(const std::string& name, Language language, const std::string& protocol) {
@@ -78,9 +100,11 @@ void ExpectGolden(const std::string& name, Language language, const std::string&
   }
   const std::string golden = ReadFile(file);
   ASSERT_FALSE(golden.empty()) << file << " is missing";
-  if (masked == golden) return;
-  const std::vector<std::string> found = Lines(masked);
-  const std::vector<std::string> wanted = Lines(golden);
+  const std::string foundText = RoundedHexadecimals(masked);
+  const std::string wantedText = RoundedHexadecimals(golden);
+  if (foundText == wantedText) return;
+  const std::vector<std::string> found = Lines(foundText);
+  const std::vector<std::string> wanted = Lines(wantedText);
   for (std::size_t i = 0; i < std::max(found.size(), wanted.size()); ++i) {
     const std::string empty = "(no such line)";
     const std::string& a = i < wanted.size() ? wanted[i] : empty;

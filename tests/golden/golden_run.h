@@ -21,7 +21,8 @@ struct Outcome {
 template <typename Build>
 Outcome RunGolden(Language language, Build build);
 
-// The protocol with its dates and times masked: they differ from run to run.
+// The protocol with its dates, its times and numbers of nothing but rounding masked: they differ
+// from run to run or from machine to machine.
 std::string Masked(const std::string& protocol);
 
 // Holds a protocol against its golden file byte for byte and tells the first line that differs; or,

@@ -1,54 +1,93 @@
 // Whole protocols byte for byte. Every golden file was read by hand before it was taken over.
 
-#include "api/bundel_tavri_lib.h"
 #include "golden/golden_run.h"
 #include "golden/networks.h"
+#include "golden/scene.h"
+#include "golden/scenes.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
-#include <vector>
+#include <string>
+#include <tuple>
 
 namespace golden {
 namespace {
 
-// The hook is protected; a pointer to it is not.
-struct Hooks : vermo::KLBundel {
-  using vermo::KLBundel::OnGroupsEnabled;
-};
-
-// The observations of a point that the ray rule has taken out go with it, so that no run brings one
-// back. Its report is written through the hook, in the second iteration.
-int ReportEnabledPoint(void* job, sXYZ_CBProgressInfo* info, void* /*userData*/) {
-  if (info->Iteration != 2) return 0;
-  BundelTavriLib& bundle = JobOf(job);
-  const std::vector<vermo::Data*> groups = {bundle.fObkos.Find(5), bundle.fEors.Find(4)};
-  (bundle.*&Hooks::OnGroupsEnabled)(groups);
-  return 0;
+const char* NameOf(Language language) {
+  return language == Language::German ? "German" : "English";
 }
 
-class Golden : public testing::TestWithParam<Language> {
- protected:
-  template <typename Build>
-  void Check(const std::string& name, int status, Build build) {
-    const Outcome outcome = RunGolden(GetParam(), build);
-    EXPECT_EQ(outcome.status, status);
-    EXPECT_EQ(outcome.texts, outcome.file);
-    ExpectGolden(name, GetParam(), outcome.file);
-  }
-};
+class GoldenScene : public testing::TestWithParam<std::tuple<Scene, Language>> {};
+
+INSTANTIATE_TEST_SUITE_P(Protocols,
+                         GoldenScene,
+                         testing::Combine(testing::ValuesIn(Scenes().begin(), Scenes().end()),
+                                          testing::Values(Language::German, Language::English)),
+                         [](const auto& instance) {
+                           std::string name = std::get<0>(instance.param).name;
+                           name += '_';
+                           name += NameOf(std::get<1>(instance.param));
+                           return name;
+                         });
+
+TEST_P(GoldenScene, IsItsGoldenFile) {
+  const auto& [scene, language] = GetParam();
+  const Outcome outcome = RunScene(language, scene);
+  EXPECT_EQ(outcome.status, scene.status);
+  EXPECT_EQ(outcome.texts, outcome.file);
+  ExpectGolden(scene.name, language, outcome.file);
+}
+
+class Golden : public testing::TestWithParam<Language> {};
 
 INSTANTIATE_TEST_SUITE_P(Protocols,
                          Golden,
                          testing::Values(Language::German, Language::English),
-                         [](const auto& instance) {
-                           return instance.param == Language::German ? "German" : "English";
-                         });
+                         [](const auto& instance) { return std::string(NameOf(instance.param)); });
 
-TEST_P(Golden, Everything) {
-  Check("everything", eXYZ_Ok, [](void* job) {
-    BuildEverything(job);
-    XYZ_SetParam(job, eXYZ_ParamDamping, 0.0);
-    XYZ_SetProgressCallback(job, ReportEnabledPoint, nullptr);
-  });
+TEST_P(Golden, Failures) {
+  std::string protocols;
+  for (const Scene& scene : FailingScenes()) {
+    const Outcome outcome = RunScene(GetParam(), scene);
+    EXPECT_EQ(outcome.status, scene.status) << scene.name;
+    EXPECT_EQ(outcome.texts, outcome.file) << scene.name;
+    std::string code = " ";
+    code += scene.name;
+    code += " - ";
+    EXPECT_NE(outcome.file.find(code), std::string::npos) << outcome.file;
+    protocols += outcome.file;
+  }
+  ExpectGolden("failures", GetParam(), protocols);
+}
+
+// The file is that of the second run alone, the warnings are those of both.
+TEST_P(Golden, SecondRunOfAJob) {
+  const Outcome outcome = RunTwice(GetParam());
+  EXPECT_EQ(outcome.status, eXYZ_Ok);
+  ASSERT_GT(outcome.texts.size(), outcome.file.size());
+  EXPECT_EQ(outcome.texts.substr(outcome.texts.size() - outcome.file.size()), outcome.file);
+  ExpectGolden("second_run", GetParam(), outcome.file);
+}
+
+TEST_P(Golden, Rotations) { ExpectGolden("rotations", GetParam(), RotationTables(GetParam())); }
+
+// Without a file the protocol function gets what the file would hold.
+TEST_P(Golden, FileThatCannotBeWrittenLosesNothingOfTheTexts) {
+  const Outcome written = RunGolden(GetParam(), BuildEverything);
+  SetProcessLanguage(GetParam());
+  const ProtocolFile file;
+  const std::string unwritable = file.Name() + "_missing/protocol.htm";
+  std::string texts;
+  {
+    const Job job(XYZ_CreateJob(unwritable.c_str()));
+    XYZ_SetProtocolCallback(job.get(), CollectText, &texts);
+    BuildEverything(job.get());
+    EXPECT_EQ(XYZ_CalcBundle(job.get()), written.status);
+  }
+  SetProcessLanguage(Language::German);
+  EXPECT_FALSE(std::filesystem::exists(unwritable));
+  EXPECT_FALSE(written.file.empty());
+  EXPECT_EQ(Masked(texts), Masked(written.file));
 }
 
 }  // namespace

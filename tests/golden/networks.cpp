@@ -122,7 +122,8 @@ void AddGroups(void* job, Plate& plate) {
   AddLine(job, 3, {-30.0, 50.0, 16.0}, {30.0, -50.0, 16.0}, kFree);
   AddLine(job, 4, PlatePoint(1), PlatePoint(4), kInactive);
   AddPlane(job, 50, plate.Approximate({0.0, 0.0, 12.0}, 0.01), {0.0, -0.1, 1.0}, kFree, 7);
-  AddPlane(job, 51, {-120.0, 0.0, 0.0}, {2.0, 0.0, 0.0}, kFixed);
+  // Oblique: a coordinate that a constraint fixes alone has a cofactor of rounding only.
+  AddPlane(job, 51, PlatePoint(9), {2.0, 0.5, 1.0}, kFixed);
   AddPlane(job, 52, {0.0, 0.0, 0.0}, {0.0, 0.0, 1.0}, kInactive);
 }
 
@@ -213,6 +214,25 @@ void AddOtherObservations(void* job, Plate& plate) {
   AddPointOnPlane(job, 6, 99, 50);
 }
 
+// Control points at the corners, four points between them.
+constexpr int kSmallPlate[] = {1, 4, 6, 7, 10, 11, 13};
+
+// Four free images of the points; the camera is already there.
+void AddSmallPlate(void* job, int controlFlags, std::uint32_t pointFlags) {
+  Plate plate(job);
+  for (int image = 1; image <= 4; ++image) AddImage(job, image, 1, ImageOf(image), kFree);
+  for (const int id : kSmallPlate) {
+    const bool control = id == 1 || id == 4 || id == 13;
+    AddPoint(job,
+             id,
+             control ? PlatePoint(id) : plate.Approximate(PlatePoint(id), 0.01),
+             control ? controlFlags : kFree,
+             pointFlags);
+    for (int image = 1; image <= 4; ++image) plate.Ray(id, image);
+  }
+  XYZ_SetParam(job, eXYZ_ParamS0Apriori, 0.001);
+}
+
 }  // namespace
 
 void BuildEverything(void* job) {
@@ -238,6 +258,96 @@ void BuildPlate(void* job) {
     for (int image = 1; image <= 4; ++image) plate.Ray(id, image);
   }
   XYZ_SetParam(job, eXYZ_ParamS0Apriori, 0.001);
+}
+
+void BuildSmallPlate(void* job) {
+  AddCamera(job, 1, kCk, kFixed);
+  AddSmallPlate(job, kFixed, 0);
+}
+
+void BuildCameraImages(void* job) {
+  Plate plate(job);
+  AddCamera(job, 1, kCk, kFree, 0x110);  // A1, B1
+  for (const int point : kSmallPlate) AddPoint(job, point, PlatePoint(point), kFixed);
+  for (const int image : {1, 2}) {
+    AddImage(job, image, 1, ImageOf(image), kFree);
+    for (const int point : kSmallPlate) plate.Ray(point, image);
+  }
+  XYZ_SetParam(job, eXYZ_ParamS0Apriori, 0.001);
+}
+
+void BuildFreePlate(void* job) {
+  AddCamera(job, 1, kCk, kFixed);
+  AddSmallPlate(job, kFree, kDatumPoint);
+  XYZ_SetParam(job, eXYZ_ParamDatum, 0x7F00);
+}
+
+void AddWrongRay(void* job, int point, int image, double error) {
+  auto xy = Project(ToCamera(ImageOf(image), PlatePoint(point)), kCk);
+  xy[0] += error * kSigma;
+  AddImagePoint(job, point, image, xy, kSigma);
+}
+
+void AddLineUnderStraightImage(void* job,
+                               const std::array<double, 3>& first,
+                               const std::array<double, 3>& second) {
+  AddImage(job, 50, 1, {{1, 0, 0, 0, 1, 0, 0, 0, 1}, {0.0, 0.0, 500.0}}, kFixed);
+  AddLine(job, 1, first, second, kFixed);
+  AddLinePoint(job, 1, 1, 50, {1.0, 2.0}, kSigma);
+}
+
+void BuildImages(void* job, std::span<const std::uint32_t> formats) {
+  Plate plate(job);
+  AddCamera(job, 1, kCk, kFixed);
+  for (const int point : kSmallPlate) AddPoint(job, point, PlatePoint(point), kFixed);
+  int image = 1;
+  for (const std::uint32_t format : formats) {
+    AddImage(job, image, 1, ImageOf(image), kFree, format);
+    for (const int point : kSmallPlate) plate.Ray(point, image);
+    ++image;
+  }
+  AddImage(job, image, 1, ImageOf(image), kFixed, 0x202);
+  XYZ_SetParam(job, eXYZ_ParamS0Apriori, 0.001);
+}
+
+void BuildFixedGroups(void* job) {
+  Plate plate(job);
+  AddCamera(job, 1, kCk, kFixed, 0x7);
+  AddCamera(job, 2, kCk, kFixed, 0x0, 3);
+  AddProjection(job, 1, kCk, 0.5, -0.25, kFixed);
+  AddProjection(job, 2, kCk, 0.0, 0.0, kFixed, 2);
+  for (const int image : {1, 2, 3}) AddImage(job, image, 1, ImageOf(image), kFixed, 0x201);
+  AddPoint(job, 1, PlatePoint(1), kFixed);
+  AddPoint(job, 4, PlatePoint(4), kFixed, 0, -1, 6);
+  AddPoint(job, 6, plate.Approximate(PlatePoint(6), 0.01), kFree);
+  AddLine(job, 1, PlatePoint(5), PlatePoint(8), kFixed);
+  AddLine(job, 2, PlatePoint(1), PlatePoint(13), kFixed, 4);
+  AddLine(job, 3, PlatePoint(1), PlatePoint(4), kInactive);
+  AddLine(job, 4, PlatePoint(2), PlatePoint(3), kFixed);
+  AddPlane(job, 50, {-120.0, 0.0, 0.0}, {2.0, 0.0, 0.0}, kFixed);
+  AddPlane(job, 51, {0.0, 0.0, 10.0}, {0.0, 0.0, 1.0}, kFixed, 12);
+  for (const int image : {1, 2, 3})
+    for (const int point : {1, 4, 6}) plate.Ray(point, image);
+  plate.LineRay(1, 1, 1, PlatePoint(5), PlatePoint(8), 0.5);
+  AddMeasured(job, 4, plate.Approximate(PlatePoint(4), 0.02), 0.02);
+  AddDistance(job, 1, 4, 240.8, 0.02);
+  XYZ_SetParam(job, eXYZ_ParamS0Apriori, 0.001);
+}
+
+void BuildMeasured(void* job) {
+  const double sigma = 0.02;
+  Plate plate(job);
+  for (const int point : {1, 4, 13}) {
+    AddPoint(job, point, plate.Approximate(PlatePoint(point), 0.1));
+    AddMeasured(job, point, plate.Approximate(PlatePoint(point), sigma), sigma);
+    AddMeasured(job, point, plate.Approximate(PlatePoint(point), sigma), sigma);
+  }
+  for (const auto& [a, b] : {std::array{1, 4}, std::array{4, 13}, std::array{1, 13}})
+    AddDistance(job,
+                a,
+                b,
+                Length(PlatePoint(a), PlatePoint(b)) + sigma * plate.Approximate({}, 1.0)[0],
+                sigma);
 }
 
 }  // namespace golden
