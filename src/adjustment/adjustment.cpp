@@ -4,7 +4,7 @@
 #include "adjustment/no_progress_monitor.h"
 #include "checks/failure_codes.h"
 #include "checks/kl_exception.h"
-#include "linalg/envelope_system.h"
+#include "linalg/block_system.h"
 #include "observations/bedingung.h"
 #include "observations/messung.h"
 #include "unknowns/data.h"
@@ -43,7 +43,7 @@ class TimeStamp {
 
 }  // namespace
 
-Adjustment::Adjustment() : Adjustment(std::make_unique<EnvelopeSystem>()) {}
+Adjustment::Adjustment() : Adjustment(std::make_unique<BlockSystem>()) {}
 
 Adjustment::Adjustment(std::unique_ptr<NormalSystem> system) : fSystem(std::move(system)) {}
 

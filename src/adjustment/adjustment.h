@@ -95,6 +95,8 @@ class Adjustment {
   // A build pass is repeated until neither the ray rule nor the solvability check takes a group
   // out. Returns the number of unknowns.
   std::uint32_t Build();
+  // Tells the engine which columns belong together.
+  void SetLayout(std::uint32_t size);
   // Tells the engine how far each group's rows will reach, so that no row grows while observations
   // come in.
   void ReserveRows();
@@ -120,6 +122,7 @@ class Adjustment {
   AdjustmentStatistics fStatistik;
   bool fGeaendert = false;  // the set of used elements has changed
   EquationBlock fEquations;
+  SystemLayout fLayout;
 };
 
 }  // namespace vermo

@@ -6,6 +6,8 @@
 #include "observations/messung.h"
 #include "unknowns/data.h"
 
+#include <typeinfo>
+
 namespace vermo {
 
 std::uint32_t Adjustment::BuildNormalEquations() {
@@ -21,18 +23,38 @@ std::uint32_t Adjustment::BuildNormalEquations() {
   for (const MessungEntry& entry : fMessungen)
     if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
 
-  fSystem->Reset(unknowns, rows - unknowns);
-  ReserveRows();
+  SetLayout(rows);
   std::uint32_t components = 0;
-  for (const MessungEntry& entry : fMessungen) {
-    if (!entry.messung->IsConnected()) continue;
-    components += entry.messung->UsedCount();
-    entry.messung->AddToNormals(*fSystem, fEquations);
+  do {
+    fSystem->Reset(unknowns, rows - unknowns);
+    ReserveRows();
+    components = 0;
+    for (const MessungEntry& entry : fMessungen) {
+      if (!entry.messung->IsConnected()) continue;
+      components += entry.messung->UsedCount();
+      entry.messung->AddToNormals(*fSystem, fEquations);
+    }
+    for (const Bedingung* constraint : fBedingungen)
+      if (constraint->IsActive()) constraint->AddConstraintRows(*fSystem);
+    for (Data* group : fDaten) group->AddToNormalEquations(*fSystem, fStatistik);
+  } while (!fSystem->Seal());
+  return components;
+}
+
+// The groups of the first class lead: its type is that of the first group.
+void Adjustment::SetLayout(std::uint32_t size) {
+  fLayout.starts.clear();
+  fLayout.leading = 0;
+  const Data* first = fDaten.empty() ? nullptr : fDaten.front();
+  for (const Data* group : fDaten) {
+    if (!group->IsActive() || group->FirstUnknown() < 0 || group->UnknownCount() == 0) continue;
+    fLayout.starts.push_back(static_cast<std::uint32_t>(group->FirstUnknown()));
+    if (typeid(*group) == typeid(*first)) ++fLayout.leading;
   }
   for (const Bedingung* constraint : fBedingungen)
-    if (constraint->IsActive()) constraint->AddConstraintRows(*fSystem);
-  for (Data* group : fDaten) group->AddToNormalEquations(*fSystem, fStatistik);
-  return components;
+    if (constraint->ConstraintCount() > 0) fLayout.starts.push_back(constraint->FirstRow());
+  fLayout.starts.push_back(size);
+  fSystem->SetLayout(fLayout);
 }
 
 // Groups come in the order of their columns: the first one that an observation is linked to has the

@@ -3,10 +3,23 @@
 #include "linalg/design_row.h"
 #include "linalg/tensor_matrix.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 namespace vermo {
+
+// How the columns of a system belong together: groups of unknowns, then constraints with their
+// multipliers, each a run of consecutive columns.
+struct SystemLayout {
+  // First column of every group and constraint, ascending, and the number of columns at the end.
+  std::vector<std::uint32_t> starts;
+  // So many groups at the front seldom meet each other in an equation.
+  std::uint32_t leading = 0;
+
+  bool operator==(const SystemLayout&) const = default;
+};
 
 // What an adjustment needs of a linear engine: the bordered system
 //
@@ -21,6 +34,8 @@ class NormalSystem {
  public:
   virtual ~NormalSystem() = default;
 
+  // Tells how the columns of the systems to come belong together; a hint.
+  virtual void SetLayout(const SystemLayout& /*layout*/) {}
   // An empty system of so many unknowns and multipliers.
   virtual void Reset(std::uint32_t unknowns, std::uint32_t multipliers) = 0;
   [[nodiscard]] virtual std::uint32_t Unknowns() const = 0;
@@ -33,11 +48,24 @@ class NormalSystem {
   // Adds one observation component: N += w a^T a, n += w a^T l. The row is sorted by column;
   // equal columns add up.
   virtual void AddEquation(const DesignRow& row, double weight, double misclosure) = 0;
+  // Adds the components of one observation, rows in any order of columns, which may come back
+  // sorted.
+  virtual void AddEquations(std::span<DesignRow> rows,
+                            const double* weights,
+                            const double* misclosures) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      rows[i].SortByColumn();
+      AddEquation(rows[i], weights[i], misclosures[i]);
+    }
+  }
   // Makes the elements of a row from column first to the diagonal writable.
   virtual void WidenRow(std::uint32_t row, std::uint32_t first) = 0;
   // Stores, and does not add, a writable element at or left of the diagonal.
   virtual void StoreElement(std::uint32_t row, std::uint32_t column, double value) = 0;
   virtual void SetRhs(std::uint32_t row, double value) = 0;
+  // Ends an assembly. False when the engine met elements that it had no place for: it has one now,
+  // and the assembly must be done again from Reset on.
+  [[nodiscard]] virtual bool Seal() { return true; }
   // Element of the assembled system as it is stored, 0 where nothing is.
   [[nodiscard]] virtual double Element(std::uint32_t row, std::uint32_t column) const = 0;
 
@@ -55,6 +83,13 @@ class NormalSystem {
   [[nodiscard]] virtual double Cofactor(std::uint32_t row, std::uint32_t column) const = 0;
   // a Q a^T of a row sorted by column; cofactors that were not computed count as 0.
   [[nodiscard]] virtual double CofactorForm(const DesignRow& row) const = 0;
+  // The same for the rows of one observation in any order of columns.
+  virtual void CofactorForms(std::span<DesignRow> rows, double* forms) const {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      rows[i].SortByColumn();
+      forms[i] = CofactorForm(rows[i]);
+    }
+  }
   // Any block of the inverse; stays available until the next Reset.
   virtual void CofactorBlock(ostra_bundle::Matrix& target,
                              std::uint32_t firstRow,

@@ -33,13 +33,13 @@ class Bedingung {
   std::uint32_t AssignConstraintIndex(std::uint32_t next);
   void SetActive(bool on) noexcept { fActive = on; }
 
+  // Row of the first multiplier.
+  [[nodiscard]] std::uint32_t FirstRow() const noexcept { return fFirstUnknown; }
+
  protected:
   Bedingung() = default;
   Bedingung(const Bedingung&) = default;
   Bedingung& operator=(const Bedingung&) = default;
-
-  // Row of the first multiplier.
-  [[nodiscard]] std::uint32_t FirstRow() const noexcept { return fFirstUnknown; }
 
  private:
   std::uint32_t fFirstUnknown = kNoRow;

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 
 namespace vermo {
 
@@ -27,6 +28,9 @@ struct EquationBlock {
     rowCount = dimension;
     count = 0;
   }
+
+  // The rows of the components that were appended.
+  [[nodiscard]] std::span<DesignRow> FilledRows() noexcept { return std::span(rows).first(count); }
 
   void Append(double misclosure, double weight) noexcept {
     misclosures[count] = misclosure;

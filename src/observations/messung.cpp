@@ -10,10 +10,8 @@ void Messung::PrepareObservation(const NetworkSettings& /*settings*/) {}
 
 void Messung::AddToNormals(NormalSystem& system, EquationBlock& equations) {
   if (!IsActive() || !ObservationEquations(equations) || IsAusreisser()) return;
-  for (std::uint32_t i = 0; i < equations.count; ++i) {
-    equations.rows[i].SortByColumn();
-    system.AddEquation(equations.rows[i], equations.weights[i], equations.misclosures[i]);
-  }
+  system.AddEquations(
+      equations.FilledRows(), equations.weights.data(), equations.misclosures.data());
 }
 
 void Messung::ComputeRedundancy(const NormalSystem& cofactors, EquationBlock& equations) {
@@ -24,11 +22,10 @@ void Messung::ComputeRedundancy(const NormalSystem& cofactors, EquationBlock& eq
     return;
   }
   if (IsAusreisser() || !ObservationEquations(equations)) return;
-  for (std::uint32_t i = 0; i < equations.count; ++i) {
-    equations.rows[i].SortByColumn();
-    const double r = 1.0 - equations.weights[i] * cofactors.CofactorForm(equations.rows[i]);
-    werte[i].SetRedundanz(std::clamp(r, 0.0, 1.0));
-  }
+  double forms[EquationBlock::kLargestDimension];
+  cofactors.CofactorForms(equations.FilledRows(), forms);
+  for (std::uint32_t i = 0; i < equations.count; ++i)
+    werte[i].SetRedundanz(std::clamp(1.0 - equations.weights[i] * forms[i], 0.0, 1.0));
 }
 
 }  // namespace vermo

@@ -608,6 +608,10 @@ TEST_F(SceneTest, PointBelowTheSmallestNumberOfRaysIsDisabled) {
       const auto o = MakeImagePoint(id, image, 0.5, 0.5);
       XYZ_SetPictureCoord(fJob, &o);
     }
+  // Two parallel rays do not hold a point.
+  const auto held = MakeMeasured(301, 0.2, 0.1, 0.0);
+  XYZ_SetMeasuredObjectCoord(fJob, &held);
+  Set(5, 0);
   Set(16, 3);
   Set(17, 10.0);
   XYZ_CalcBundle(fJob);

@@ -1,0 +1,742 @@
+#include "linalg/block_system.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vermo {
+namespace {
+
+// A pivot of a positive definite block below this share of its diagonal element counts as zero.
+constexpr double kSmallestPivot = 1e-12;
+// Larger groups stand as several blocks.
+constexpr std::uint32_t kLargestBlock = 16;
+// Fewer links than this are searched one after the other.
+constexpr std::uint32_t kFewLinks = 16;
+
+// The inverse of a symmetric positive definite block by rows, n <= 6, from its factors P = L D L^T
+// with ones on the diagonal of L. False when P is not positive definite.
+bool InvertPositive(const double* block, std::uint32_t n, double* inverse) {
+  double l[6][6];
+  double reciprocal[6];
+  for (std::uint32_t i = 0; i < n; ++i) {
+    double pivot = block[i * n + i];
+    for (std::uint32_t j = 0; j < i; ++j) {
+      double sum = block[i * n + j];
+      // Row i is still L D here, row j is L already.
+      for (std::uint32_t k = 0; k < j; ++k) sum -= l[i][k] * l[j][k];
+      l[i][j] = sum;
+    }
+    for (std::uint32_t j = 0; j < i; ++j) {
+      const double scaled = l[i][j] * reciprocal[j];
+      pivot -= l[i][j] * scaled;
+      l[i][j] = scaled;
+    }
+    if (!(pivot > kSmallestPivot * block[i * n + i])) return false;
+    reciprocal[i] = 1.0 / pivot;
+  }
+  double m[6][6];  // L^-1
+  for (std::uint32_t j = 0; j < n; ++j) {
+    m[j][j] = 1.0;
+    for (std::uint32_t i = j + 1; i < n; ++i) {
+      double sum = 0.0;
+      for (std::uint32_t k = j; k < i; ++k) sum -= l[i][k] * m[k][j];
+      m[i][j] = sum;
+    }
+  }
+  for (std::uint32_t i = 0; i < n; ++i)
+    for (std::uint32_t j = 0; j <= i; ++j) {
+      double sum = 0.0;
+      for (std::uint32_t k = i; k < n; ++k) sum += m[k][i] * reciprocal[k] * m[k][j];
+      inverse[i * n + j] = inverse[j * n + i] = sum;
+    }
+  return true;
+}
+
+// to[i + j stride] -= sum over r of a(r, i) b(r, j) for i < n, j < m; a and b by rows.
+template <std::uint32_t D>
+void SubtractOuter(double* to,
+                   std::size_t stride,
+                   const double* a,
+                   const double* b,
+                   std::size_t width,
+                   std::uint32_t n,
+                   std::uint32_t m) {
+  for (std::uint32_t j = 0; j < m; ++j) {
+    double factors[D];
+    for (std::uint32_t r = 0; r < D; ++r) factors[r] = b[r * width + j];
+    double* column = to + j * stride;
+    for (std::uint32_t i = 0; i < n; ++i) {
+      double sum = column[i];
+      for (std::uint32_t r = 0; r < D; ++r) sum -= a[r * width + i] * factors[r];
+      column[i] = sum;
+    }
+  }
+}
+
+void SubtractOuter(std::uint32_t depth,
+                   double* to,
+                   std::size_t stride,
+                   const double* a,
+                   const double* b,
+                   std::size_t width,
+                   std::uint32_t n,
+                   std::uint32_t m) {
+  switch (depth) {
+    case 1:
+      return SubtractOuter<1>(to, stride, a, b, width, n, m);
+    case 2:
+      return SubtractOuter<2>(to, stride, a, b, width, n, m);
+    case 3:
+      return SubtractOuter<3>(to, stride, a, b, width, n, m);
+    case 4:
+      return SubtractOuter<4>(to, stride, a, b, width, n, m);
+    case 5:
+      return SubtractOuter<5>(to, stride, a, b, width, n, m);
+    default:
+      return SubtractOuter<6>(to, stride, a, b, width, n, m);
+  }
+}
+
+}  // namespace
+
+// At most as many groups as a row has entries.
+struct BlockSystem::Spread {
+  std::uint32_t count = 0;    // groups
+  std::uint32_t columns = 0;  // of all of them
+  std::array<std::uint32_t, DesignRow::kCapacity> groups;
+  std::array<std::uint32_t, DesignRow::kCapacity> firsts;  // first column of a group
+  std::uint32_t rows = 0;
+  static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
+  std::array<std::array<double, kColumns>, 3> a;
+};
+
+void BlockSystem::SetLayout(const SystemLayout& layout) {
+  if (layout == fLayout) return;
+  fLayout = layout;
+  fIsNew = true;
+}
+
+void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
+  fUnknowns = unknowns;
+  fSize = unknowns + multipliers;
+  if (fLayout.starts.empty() || fLayout.starts.back() != fSize) {
+    // Nobody told: every column stands for itself.
+    SystemLayout columns;
+    for (std::uint32_t i = 0; i <= fSize; ++i) columns.starts.push_back(i);
+    SetLayout(columns);
+  }
+  if (fIsNew) {
+    fIsNew = false;
+    fGroups.clear();
+    fGroupOf.assign(fSize, 0);
+    for (std::uint32_t g = 0; g + 1 < fLayout.starts.size(); ++g) {
+      const std::uint32_t end = fLayout.starts[g + 1];
+      for (std::uint32_t start = fLayout.starts[g]; start < end; start += kLargestBlock) {
+        Group group;
+        group.start = start;
+        group.size = std::min(end - start, kLargestBlock);
+        group.leads = g < fLayout.leading && group.size <= kLargestLeading;
+        group.isMultiplier = start >= unknowns;
+        for (std::uint32_t i = 0; i < group.size; ++i)
+          fGroupOf[start + i] = static_cast<std::uint32_t>(fGroups.size());
+        fGroups.push_back(group);
+      }
+    }
+    const std::size_t count = fGroups.size();
+    fForcedRoot.assign(count, false);
+    fMet.assign(count, {});
+    fArranged = false;
+    fValues.clear();
+  }
+  fComplete = fArranged;
+  std::ranges::fill(fValues, 0.0);
+  fRhs.assign(fSize, 0.0);
+  fSolution.assign(fSize, 0.0);
+  fDiagonal.assign(fSize, 0.0);
+}
+
+void BlockSystem::SpreadRows(std::span<const DesignRow> rows, Spread& spread) const {
+  spread.count = spread.columns = 0;
+  spread.rows = static_cast<std::uint32_t>(rows.size());
+  for (std::uint32_t r = 0; r < spread.rows; ++r) {
+    std::uint32_t place = 0;
+    for (const DesignEntry& entry : rows[r]) {
+      const std::uint32_t g = fGroupOf[entry.column];
+      if (place >= spread.count || spread.groups[place] != g) {
+        place = 0;
+        while (place < spread.count && spread.groups[place] != g) ++place;
+        if (place == spread.count) {
+          spread.groups[place] = g;
+          spread.firsts[place] = spread.columns;
+          const std::uint32_t end = spread.columns + fGroups[g].size;
+          for (std::uint32_t s = 0; s < spread.rows; ++s)
+            std::fill(spread.a[s].begin() + spread.columns, spread.a[s].begin() + end, 0.0);
+          spread.columns = end;
+          ++spread.count;
+        }
+      }
+      spread.a[r][spread.firsts[place] + entry.column - fGroups[g].start] += entry.coefficient;
+    }
+  }
+}
+
+void BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
+  if (a == b) return;
+  fComplete = false;
+  fArranged = false;
+  // Of a pair the leading group keeps the link, of two trailing groups the first.
+  const bool aKeeps = fGroups[a].leads || (!fGroups[b].leads && a < b);
+  std::vector<std::uint32_t>& met = fMet[aKeeps ? a : b];
+  const std::uint32_t other = aKeeps ? b : a;
+  const auto place = std::ranges::lower_bound(met, other);
+  if (place == met.end() || *place != other) met.insert(place, other);
+}
+
+const BlockSystem::Link* BlockSystem::FindLink(std::uint32_t from, std::uint32_t to) const {
+  const Group& group = fGroups[from];
+  const Link* link = fLinks.data() + group.firstLink;
+  const Link* end = link + group.links;
+  if (group.links > kFewLinks) {
+    link = std::lower_bound(
+        link, end, to, [](const Link& l, std::uint32_t wanted) { return l.group < wanted; });
+    return link != end && link->group == to ? link : nullptr;
+  }
+  for (; link != end; ++link)
+    if (link->group == to) return link;
+  return nullptr;
+}
+
+void BlockSystem::AddSpread(const Spread& spread,
+                            const double* weights,
+                            const double* misclosures) {
+  for (std::uint32_t i = 0; i < spread.count; ++i) {
+    const std::uint32_t g = spread.groups[i];
+    for (std::uint32_t j = 0; j < i; ++j)
+      if (fGroups[g].leads && fGroups[spread.groups[j]].leads) Demote(g);
+  }
+  for (std::uint32_t i = 0; i < spread.count; ++i) {
+    const Group& group = fGroups[spread.groups[i]];
+    const std::uint32_t first = spread.firsts[i];
+    for (std::uint32_t r = 0; r < spread.rows; ++r) {
+      const double wl = weights[r] * misclosures[r];
+      for (std::uint32_t p = 0; p < group.size; ++p)
+        fRhs[group.start + p] += wl * spread.a[r][first + p];
+    }
+    if (fArranged) {
+      double* block = fValues.data() + group.diagonal;
+      for (std::uint32_t r = 0; r < spread.rows; ++r) {
+        const double* a = spread.a[r].data() + first;
+        for (std::uint32_t p = 0; p < group.size; ++p) {
+          const double wa = weights[r] * a[p];
+          for (std::uint32_t q = 0; q < group.size; ++q) block[p * group.size + q] += wa * a[q];
+        }
+      }
+    }
+    for (std::uint32_t j = 0; j < spread.count; ++j) {
+      const std::uint32_t from = spread.groups[i];
+      const std::uint32_t to = spread.groups[j];
+      if (from == to) continue;
+      if (fGroups[to].leads || (!group.leads && to < from)) continue;  // the other one keeps it
+      const Link* link = fArranged ? FindLink(from, to) : nullptr;
+      if (link == nullptr) {
+        Record(from, to);
+        continue;
+      }
+      double* block = fValues.data() + link->offset;
+      for (std::uint32_t r = 0; r < spread.rows; ++r) {
+        const double* b = spread.a[r].data() + spread.firsts[j];
+        for (std::uint32_t p = 0; p < group.size; ++p) {
+          const double wa = weights[r] * spread.a[r][first + p];
+          double* row = block + p * link->stride;
+          for (std::uint32_t q = 0; q < link->size; ++q) row[q] += wa * b[q];
+        }
+      }
+    }
+  }
+}
+
+void BlockSystem::AddEquation(const DesignRow& row, double weight, double misclosure) {
+  Spread spread;
+  SpreadRows({&row, 1}, spread);
+  AddSpread(spread, &weight, &misclosure);
+}
+
+void BlockSystem::AddEquations(std::span<DesignRow> rows,
+                               const double* weights,
+                               const double* misclosures) {
+  Spread spread;
+  SpreadRows(rows, spread);
+  AddSpread(spread, weights, misclosures);
+}
+
+void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double value) {
+  const std::uint32_t a = fGroupOf[column];
+  const std::uint32_t b = fGroupOf[row];
+  const std::uint32_t i = column - fGroups[a].start;
+  const std::uint32_t j = row - fGroups[b].start;
+  if (a == b) {
+    if (!fArranged) return;
+    double* block = fValues.data() + fGroups[a].diagonal;
+    block[i * fGroups[a].size + j] = block[j * fGroups[a].size + i] = value;
+    return;
+  }
+  if (fGroups[a].leads && fGroups[b].leads) Demote(b);
+  const bool aKeeps = fGroups[a].leads || (!fGroups[b].leads && a < b);
+  const Link* link = fArranged ? FindLink(aKeeps ? a : b, aKeeps ? b : a) : nullptr;
+  if (link == nullptr) {
+    Record(a, b);
+    return;
+  }
+  fValues[link->offset + (aKeeps ? i : j) * link->stride + (aKeeps ? j : i)] = value;
+}
+
+void BlockSystem::Demote(std::uint32_t group) {
+  if (!fGroups[group].leads) return;
+  fGroups[group].leads = false;
+  fComplete = false;
+  fArranged = false;
+  // Its links change sides: they are learnt afresh.
+  for (std::vector<std::uint32_t>& met : fMet) met.clear();
+}
+
+bool BlockSystem::Seal() {
+  if (!fComplete) {
+    ArrangeBlocks();
+    ArrangeReduced();
+    fArranged = true;
+    return false;
+  }
+  return InvertLeading();
+}
+
+void BlockSystem::ArrangeBlocks() {
+  fLinks.clear();
+  fTrailing.clear();
+  std::size_t values = 0;
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
+    Group& group = fGroups[g];
+    group.trailing = kNone;
+    if (!group.leads) {
+      group.trailing = static_cast<std::uint32_t>(fTrailing.size());
+      fTrailing.push_back(g);
+    }
+    group.diagonal = values;
+    values += std::size_t{group.size} * group.size;
+    group.firstLink = static_cast<std::uint32_t>(fLinks.size());
+    group.links = static_cast<std::uint32_t>(fMet[g].size());
+    group.width = 0;
+    for (const std::uint32_t other : fMet[g]) group.width += fGroups[other].size;
+    group.coupling = values;
+    std::uint32_t column = 0;
+    for (const std::uint32_t other : fMet[g]) {
+      fLinks.push_back({other, fGroups[other].size, group.width, values + column});
+      column += fGroups[other].size;
+    }
+    values += std::size_t{group.size} * group.width;
+  }
+  fValues.assign(values, 0.0);
+  fScaled.assign(values, 0.0);
+  fCross.assign(values, 0.0);
+}
+
+void BlockSystem::ArrangeReduced() {
+  const auto blocks = static_cast<std::uint32_t>(fTrailing.size());
+  BlockPattern pattern(blocks);
+  std::vector<std::uint32_t> sizes(blocks);
+  std::vector<bool> isRoot(blocks);
+  for (std::uint32_t t = 0; t < blocks; ++t) {
+    sizes[t] = fGroups[fTrailing[t]].size;
+    isRoot[t] = fGroups[fTrailing[t]].isMultiplier || fForcedRoot[fTrailing[t]];
+  }
+  // Which leading groups a trailing one meets; through them it meets others.
+  std::vector<std::vector<std::uint32_t>> leadersOf(blocks);
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g)
+    for (const std::uint32_t other : fMet[g]) {
+      const std::uint32_t t = fGroups[other].trailing;
+      if (fGroups[g].leads) {
+        leadersOf[t].push_back(g);
+      } else {
+        pattern[t].push_back(fGroups[g].trailing);
+        pattern[fGroups[g].trailing].push_back(t);
+      }
+    }
+  std::vector<std::uint32_t> seenBy(blocks, kNone);
+  for (std::uint32_t t = 0; t < blocks; ++t) {
+    seenBy[t] = t;
+    std::vector<std::uint32_t> met;
+    const auto meet = [&](std::uint32_t other) {
+      if (seenBy[other] == t) return;
+      seenBy[other] = t;
+      met.push_back(other);
+    };
+    for (const std::uint32_t other : pattern[t]) meet(other);
+    for (const std::uint32_t leader : leadersOf[t])
+      for (const std::uint32_t other : fMet[leader]) meet(fGroups[other].trailing);
+    std::ranges::sort(met);
+    pattern[t] = std::move(met);
+  }
+  fReduced.Arrange(pattern, sizes, isRoot);
+
+  fPairs.clear();
+  for (Group& group : fGroups) {
+    group.firstPair = fPairs.size();
+    const std::span<const Link> links(fLinks.data() + group.firstLink, group.links);
+    for (std::size_t x = 0; x < links.size(); ++x) {
+      const std::uint32_t tx = fGroups[links[x].group].trailing;
+      // A trailing group's couplings have one place each, a leading group's links all pairs.
+      const std::size_t last = group.leads ? x : 0;
+      for (std::size_t y = group.leads ? 0 : last; y <= last; ++y) {
+        const std::uint32_t ty = group.leads ? fGroups[links[y].group].trailing : group.trailing;
+        const ReducedSystem::Place place = fReduced.PlaceOf(tx, ty);
+        const bool swapped = place.rowStride != 1;
+        fPairs.push_back({place.offset, swapped ? place.rowStride : place.columnStride, swapped});
+      }
+    }
+  }
+}
+
+bool BlockSystem::InvertLeading() {
+  bool allInverted = true;
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
+    const Group& group = fGroups[g];
+    if (!group.leads ||
+        InvertPositive(
+            fValues.data() + group.diagonal, group.size, fScaled.data() + group.diagonal))
+      continue;
+    allInverted = false;
+    Demote(g);
+  }
+  return allInverted;
+}
+
+double BlockSystem::Element(std::uint32_t row, std::uint32_t column) const {
+  const std::uint32_t a = fGroupOf[row];
+  const std::uint32_t b = fGroupOf[column];
+  const std::uint32_t i = row - fGroups[a].start;
+  const std::uint32_t j = column - fGroups[b].start;
+  if (a == b) return fValues[fGroups[a].diagonal + i * fGroups[a].size + j];
+  if (const Link* link = FindLink(a, b)) return fValues[link->offset + i * link->stride + j];
+  if (const Link* link = FindLink(b, a)) return fValues[link->offset + j * link->stride + i];
+  return 0.0;
+}
+
+void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
+  for (;;) {
+    FillReduced();
+    const std::uint32_t failed = fReduced.Factorize();
+    if (failed == ReducedSystem::kNoBlock) break;
+    fForcedRoot[fTrailing[failed]] = true;
+    ArrangeReduced();
+  }
+  fSolution = fRhs;
+  SolveWith(fSolution);
+  fReduced.Invert();
+  ComputeCofactors();
+}
+
+void BlockSystem::FillReduced() {
+  fReduced.Clear();
+  const std::span<double> reduced = fReduced.Values();
+  for (const std::uint32_t g : fTrailing) {
+    const Group& group = fGroups[g];
+    const double* block = fValues.data() + group.diagonal;
+    const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
+    const std::span<double> limits = fReduced.Limits(group.trailing);
+    for (std::uint32_t i = 0; i < group.size; ++i) {
+      limits[i] = kSmallestPivot * block[i * group.size + i];
+      for (std::uint32_t j = 0; j < group.size; ++j)
+        reduced[own.offset + i * own.rowStride + j * own.columnStride] += block[i * group.size + j];
+    }
+    for (std::uint32_t l = 0; l < group.links; ++l) {
+      const Link& link = fLinks[group.firstLink + l];
+      const Pair& pair = fPairs[group.firstPair + l];
+      // The pair's rows are the link's, its columns this group's, or the other way round.
+      for (std::uint32_t i = 0; i < group.size; ++i)
+        for (std::uint32_t j = 0; j < link.size; ++j)
+          reduced[pair.offset + (pair.swapped ? std::size_t{j} * pair.stride + i
+                                              : std::size_t{i} * pair.stride + j)] +=
+              fValues[link.offset + i * link.stride + j];
+    }
+  }
+  for (const Group& group : fGroups)
+    if (group.leads) ReduceLeading(group);
+}
+
+// Y = P^-1 W, and W^T Y leaves the reduced system.
+void BlockSystem::ReduceLeading(const Group& group) {
+  const std::uint32_t n = group.size;
+  const std::size_t width = group.width;
+  const double* w = fValues.data() + group.coupling;
+  double* y = fScaled.data() + group.coupling;
+  const double* inverse = fScaled.data() + group.diagonal;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    double* row = y + i * width;
+    std::fill_n(row, width, 0.0);
+    for (std::uint32_t k = 0; k < n; ++k) {
+      const double factor = inverse[i * n + k];
+      const double* from = w + k * width;
+      for (std::size_t c = 0; c < width; ++c) row[c] += factor * from[c];
+    }
+  }
+  double* reduced = fReduced.Values().data();
+  const Pair* pair = fPairs.data() + group.firstPair;
+  const Link* links = fLinks.data() + group.firstLink;
+  for (std::uint32_t a = 0; a < group.links; ++a) {
+    const std::size_t firstA = links[a].offset - group.coupling;
+    for (std::uint32_t b = 0; b <= a; ++b, ++pair) {
+      const std::size_t firstB = links[b].offset - group.coupling;
+      if (pair->swapped)
+        SubtractOuter(n,
+                      reduced + pair->offset,
+                      pair->stride,
+                      w + firstB,
+                      y + firstA,
+                      width,
+                      links[b].size,
+                      links[a].size);
+      else
+        SubtractOuter(n,
+                      reduced + pair->offset,
+                      pair->stride,
+                      w + firstA,
+                      y + firstB,
+                      width,
+                      links[a].size,
+                      links[b].size);
+    }
+  }
+}
+
+void BlockSystem::SolveWith(std::vector<double>& x) const {
+  std::vector<double> reduced(fReduced.Unknowns());
+  for (const std::uint32_t g : fTrailing) {
+    const Group& group = fGroups[g];
+    std::copy_n(
+        x.begin() + group.start, group.size, reduced.begin() + fReduced.Start(group.trailing));
+  }
+  for (const Group& group : fGroups) {
+    if (!group.leads) continue;
+    const double* n = x.data() + group.start;
+    const double* y = fScaled.data() + group.coupling;
+    for (std::uint32_t l = 0; l < group.links; ++l) {
+      const Link& link = fLinks[group.firstLink + l];
+      double* target = reduced.data() + fReduced.Start(fGroups[link.group].trailing);
+      const double* block = y + (link.offset - group.coupling);
+      for (std::uint32_t i = 0; i < group.size; ++i)
+        for (std::uint32_t j = 0; j < link.size; ++j)
+          target[j] -= block[i * link.stride + j] * n[i];
+    }
+  }
+  fReduced.Solve(reduced);
+  for (const Group& group : fGroups) {
+    if (!group.leads) {
+      std::copy_n(
+          reduced.begin() + fReduced.Start(group.trailing), group.size, x.begin() + group.start);
+      continue;
+    }
+    double result[kLargestLeading] = {};
+    const double* inverse = fScaled.data() + group.diagonal;
+    for (std::uint32_t i = 0; i < group.size; ++i)
+      for (std::uint32_t k = 0; k < group.size; ++k)
+        result[i] += inverse[i * group.size + k] * x[group.start + k];
+    const double* y = fScaled.data() + group.coupling;
+    for (std::uint32_t l = 0; l < group.links; ++l) {
+      const Link& link = fLinks[group.firstLink + l];
+      const double* known = reduced.data() + fReduced.Start(fGroups[link.group].trailing);
+      const double* block = y + (link.offset - group.coupling);
+      for (std::uint32_t i = 0; i < group.size; ++i)
+        for (std::uint32_t j = 0; j < link.size; ++j)
+          result[i] -= block[i * link.stride + j] * known[j];
+    }
+    std::copy_n(result, group.size, x.begin() + group.start);
+  }
+}
+
+void BlockSystem::ComputeCofactors() {
+  const std::span<const double> inverse = fReduced.Inverse();
+  for (const Group& group : fGroups) {
+    if (group.leads) {
+      CofactorsOf(group);
+      for (std::uint32_t i = 0; i < group.size; ++i)
+        fDiagonal[group.start + i] = fCross[group.diagonal + i * group.size + i];
+    } else {
+      const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
+      for (std::uint32_t i = 0; i < group.size; ++i)
+        fDiagonal[group.start + i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
+    }
+  }
+}
+
+// Q_ir = -Y Q_rr, block after block, and Q_ii = P^-1 - Q_ir Y^T.
+void BlockSystem::CofactorsOf(const Group& group) {
+  const std::uint32_t n = group.size;
+  const std::size_t width = group.width;
+  const double* y = fScaled.data() + group.coupling;
+  double* cross = fCross.data() + group.coupling;
+  std::fill_n(cross, n * width, 0.0);
+  const double* inverse = fReduced.Inverse().data();
+  const Pair* pair = fPairs.data() + group.firstPair;
+  const Link* links = fLinks.data() + group.firstLink;
+  // cross(:, columns) -= Y(:, rows) Q(rows, columns), Q with unit stride along its stored rows.
+  const auto subtract = [&](const double* q,
+                            std::size_t stride,
+                            std::size_t rows,
+                            std::uint32_t rowCount,
+                            std::size_t columns,
+                            std::uint32_t columnCount) {
+    for (std::uint32_t i = 0; i < n; ++i) {
+      const double* from = y + i * width;
+      double* to = cross + i * width;
+      for (std::uint32_t c = 0; c < columnCount; ++c) {
+        const double* column = q + c * stride;
+        const double factor = from[columns + c];
+        double sum = 0.0;
+        for (std::uint32_t r = 0; r < rowCount; ++r) {
+          sum += from[rows + r] * column[r];
+          to[rows + r] -= factor * column[r];
+        }
+        to[columns + c] -= sum;
+      }
+    }
+  };
+  for (std::uint32_t a = 0; a < group.links; ++a) {
+    const std::size_t firstA = links[a].offset - group.coupling;
+    for (std::uint32_t b = 0; b < a; ++b, ++pair) {
+      const std::size_t firstB = links[b].offset - group.coupling;
+      if (pair->swapped)
+        subtract(
+            inverse + pair->offset, pair->stride, firstB, links[b].size, firstA, links[a].size);
+      else
+        subtract(
+            inverse + pair->offset, pair->stride, firstA, links[a].size, firstB, links[b].size);
+    }
+    // The diagonal block counts once.
+    const double* q = inverse + pair->offset;
+    for (std::uint32_t i = 0; i < n; ++i)
+      for (std::uint32_t c = 0; c < links[a].size; ++c) {
+        const double factor = y[i * width + firstA + c];
+        for (std::uint32_t r = 0; r < links[a].size; ++r)
+          cross[i * width + firstA + r] -= factor * q[c * std::size_t{pair->stride} + r];
+      }
+    ++pair;
+  }
+  const double* block = fScaled.data() + group.diagonal;
+  double* own = fCross.data() + group.diagonal;
+  for (std::uint32_t i = 0; i < n; ++i)
+    for (std::uint32_t k = 0; k <= i; ++k) {
+      double sum = block[i * n + k];
+      for (std::size_t c = 0; c < width; ++c) sum -= cross[i * width + c] * y[k * width + c];
+      own[i * n + k] = own[k * n + i] = sum;
+    }
+}
+
+bool BlockSystem::BlockOf(std::uint32_t a, std::uint32_t b, double* block) const {
+  const Group& ga = fGroups[a];
+  const Group& gb = fGroups[b];
+  if (ga.leads || gb.leads) {
+    if (a == b) {
+      std::copy_n(fCross.data() + ga.diagonal, std::size_t{ga.size} * ga.size, block);
+      return true;
+    }
+    const bool aLeads = ga.leads;
+    const Link* link = ga.leads && gb.leads ? nullptr : FindLink(aLeads ? a : b, aLeads ? b : a);
+    if (link == nullptr) return false;
+    for (std::uint32_t i = 0; i < ga.size; ++i)
+      for (std::uint32_t j = 0; j < gb.size; ++j)
+        block[i * gb.size + j] =
+            fCross[link->offset + (aLeads ? i * link->stride + j : j * link->stride + i)];
+    return true;
+  }
+  if (!fReduced.HasPlace(ga.trailing, gb.trailing)) return false;
+  const ReducedSystem::Place place = fReduced.PlaceOf(ga.trailing, gb.trailing);
+  const std::span<const double> inverse = fReduced.Inverse();
+  for (std::uint32_t i = 0; i < ga.size; ++i)
+    for (std::uint32_t j = 0; j < gb.size; ++j)
+      block[i * gb.size + j] = inverse[place.offset + i * std::size_t{place.rowStride} +
+                                       j * std::size_t{place.columnStride}];
+  return true;
+}
+
+void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) const {
+  x.assign(fSize, 0.0);
+  x[column] = 1.0;
+  SolveWith(x);
+}
+
+double BlockSystem::Cofactor(std::uint32_t row, std::uint32_t column) const {
+  const std::uint32_t a = fGroupOf[row];
+  const std::uint32_t b = fGroupOf[column];
+  std::vector<double> block(std::size_t{fGroups[a].size} * fGroups[b].size);
+  if (BlockOf(a, b, block.data()))
+    return block[(row - fGroups[a].start) * std::size_t{fGroups[b].size} + column -
+                 fGroups[b].start];
+  std::vector<double> x;
+  SolveColumn(column, x);
+  return x[row];
+}
+
+void BlockSystem::CofactorForms(std::span<DesignRow> rows, double* forms) const {
+  Spread spread;
+  SpreadRows(rows, spread);
+  std::fill_n(forms, rows.size(), 0.0);
+  double block[kLargestBlock * kLargestBlock];
+  for (std::uint32_t i = 0; i < spread.count; ++i)
+    for (std::uint32_t j = 0; j <= i; ++j) {
+      const std::uint32_t n = fGroups[spread.groups[i]].size;
+      const std::uint32_t m = fGroups[spread.groups[j]].size;
+      if (!BlockOf(spread.groups[i], spread.groups[j], block)) continue;
+      for (std::uint32_t r = 0; r < spread.rows; ++r) {
+        const double* a = spread.a[r].data() + spread.firsts[i];
+        const double* b = spread.a[r].data() + spread.firsts[j];
+        double sum = 0.0;
+        for (std::uint32_t p = 0; p < n; ++p) {
+          double part = 0.0;
+          for (std::uint32_t q = 0; q < m; ++q) part += block[p * m + q] * b[q];
+          sum += a[p] * part;
+        }
+        forms[r] += i == j ? sum : 2.0 * sum;
+      }
+    }
+}
+
+double BlockSystem::CofactorForm(const DesignRow& row) const {
+  DesignRow copy = row;
+  double form = 0.0;
+  CofactorForms({&copy, 1}, &form);
+  return form;
+}
+
+void BlockSystem::CofactorBlock(ostra_bundle::Matrix& target,
+                                std::uint32_t firstRow,
+                                std::uint32_t rows,
+                                std::uint32_t firstColumn,
+                                std::uint32_t columns) const {
+  target.Resize(rows, columns);
+  target.Detach();
+  std::vector<double> block;
+  std::vector<double> x;
+  for (std::uint32_t c = 0; c < columns; ++c) {
+    const std::uint32_t column = firstColumn + c;
+    const std::uint32_t b = fGroupOf[column];
+    bool hasColumn = false;
+    std::uint32_t blockOf = kNone;
+    for (std::uint32_t r = 0; r < rows; ++r) {
+      const std::uint32_t row = firstRow + r;
+      const std::uint32_t a = fGroupOf[row];
+      if (a != blockOf && !hasColumn) {
+        block.resize(std::size_t{fGroups[a].size} * fGroups[b].size);
+        if (BlockOf(a, b, block.data())) {
+          blockOf = a;
+        } else {
+          SolveColumn(column, x);
+          hasColumn = true;
+        }
+      }
+      target.At(r, c) = hasColumn ? x[row]
+                                  : block[(row - fGroups[a].start) * std::size_t{fGroups[b].size} +
+                                          column - fGroups[b].start];
+    }
+  }
+}
+
+}  // namespace vermo

@@ -1,0 +1,135 @@
+#pragma once
+
+#include "linalg/normal_system.h"
+#include "linalg/reduced_system.h"
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+namespace vermo {
+
+// The engine on blocks. Points (or images, where they are the larger class) lead: their diagonal
+// blocks stand apart and are eliminated one by one, each adding its share to the reduced system of
+// the trailing groups (Brown 1976).
+//
+//     | P1          W1   |        Y_i = P_i^-1 W_i
+//     |    P2       W2   |        S   = R - sum of W_i^T Y_i        ReducedSystem
+//     |       ...   ...  |        x_r = S^-1 (n_r - sum of Y_i^T n_i)
+//     | W1' W2' ...  R   |        x_i = P_i^-1 n_i - Y_i x_r
+//
+//   Q_rr = S^-1    Q_ir = -Y_i Q_rr    Q_ii = P_i^-1 - Q_ir Y_i^T
+//
+// A leading group that meets another leading group, or whose block is singular, trails instead.
+// Which blocks there are is learnt from the first assembly and kept until the layout changes.
+class BlockSystem final : public NormalSystem {
+ public:
+  void SetLayout(const SystemLayout& layout) override;
+  void Reset(std::uint32_t unknowns, std::uint32_t multipliers) override;
+  [[nodiscard]] std::uint32_t Unknowns() const override { return fUnknowns; }
+  [[nodiscard]] std::uint32_t Size() const override { return fSize; }
+  void AddEquation(const DesignRow& row, double weight, double misclosure) override;
+  void AddEquations(std::span<DesignRow> rows,
+                    const double* weights,
+                    const double* misclosures) override;
+  void WidenRow(std::uint32_t /*row*/, std::uint32_t /*first*/) override {}
+  void StoreElement(std::uint32_t row, std::uint32_t column, double value) override;
+  void SetRhs(std::uint32_t row, double value) override { fRhs[row] = value; }
+  bool Seal() override;
+  [[nodiscard]] double Element(std::uint32_t row, std::uint32_t column) const override;
+  // The pivots are always searched.
+  void FactorizeAndSolve(bool pivotSearch) override;
+  [[nodiscard]] std::span<const double> Rhs() const override { return fRhs; }
+  [[nodiscard]] std::span<const double> Solution() const override { return fSolution; }
+  [[nodiscard]] std::span<const double> DiagonalCofactors() override { return fDiagonal; }
+  // All that is asked for is there since the factorisation.
+  void InvertCofactors() override {}
+  // Any element; one beside the blocks costs a solution.
+  [[nodiscard]] double Cofactor(std::uint32_t row, std::uint32_t column) const override;
+  [[nodiscard]] double CofactorForm(const DesignRow& row) const override;
+  void CofactorForms(std::span<DesignRow> rows, double* forms) const override;
+  void CofactorBlock(ostra_bundle::Matrix& target,
+                     std::uint32_t firstRow,
+                     std::uint32_t rows,
+                     std::uint32_t firstColumn,
+                     std::uint32_t columns) const override;
+
+ private:
+  static constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
+  static constexpr std::uint32_t kLargestLeading = 6;
+
+  // A block beside the diagonal: of a leading group its columns of W, of a trailing group its
+  // coupling with a later one.
+  struct Link {
+    std::uint32_t group;
+    std::uint32_t size;    // unknowns of that group
+    std::uint32_t stride;  // from row to row
+    std::size_t offset;    // of its first element in fValues
+  };
+  // Element (i, j) of a block at offset + i stride + j.
+  struct Group {
+    std::uint32_t start = 0;
+    std::uint32_t size = 0;
+    bool leads = false;
+    bool isMultiplier = false;
+    std::uint32_t trailing = kNone;  // number in the reduced system
+    std::size_t diagonal = 0;        // square block, by rows
+    std::uint32_t firstLink = 0;
+    std::uint32_t links = 0;
+    std::uint32_t width = 0;    // of W
+    std::size_t coupling = 0;   // W or the couplings in fValues; Y and Q_ir stand alike
+    std::size_t firstPair = 0;  // places of its shares in the reduced system
+  };
+  // Where a leading group's share of the pair (a, b) of its links goes; rows is the link that gives
+  // the rows.
+  struct Pair {
+    std::size_t offset;
+    std::uint32_t stride;
+    bool swapped;
+  };
+  // The groups of one observation and its rows, spread out over their columns.
+  struct Spread;
+
+  void SpreadRows(std::span<const DesignRow> rows, Spread& spread) const;
+  void Record(std::uint32_t a, std::uint32_t b);
+  [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
+  void AddSpread(const Spread& spread, const double* weights, const double* misclosures);
+  void ArrangeBlocks();
+  void ArrangeReduced();
+  bool InvertLeading();
+  void Demote(std::uint32_t group);
+  void ReduceLeading(const Group& group);
+  void FillReduced();
+  void SubstituteBack();
+  void ComputeCofactors();
+  void CofactorsOf(const Group& group);
+  // Q of two groups by rows, when it is one of the blocks that were computed.
+  bool BlockOf(std::uint32_t a, std::uint32_t b, double* block) const;
+  // The solution for a unit vector.
+  void SolveColumn(std::uint32_t column, std::vector<double>& x) const;
+  void SolveWith(std::vector<double>& x) const;
+
+  SystemLayout fLayout;
+  bool fIsNew = true;  // the groups of the layout are not made yet
+  std::uint32_t fUnknowns = 0;
+  std::uint32_t fSize = 0;
+  std::vector<Group> fGroups;
+  std::vector<std::uint32_t> fGroupOf;  // of a column
+  std::vector<std::uint32_t> fTrailing;
+  std::vector<bool> fForcedRoot;
+  std::vector<std::vector<std::uint32_t>> fMet;  // recorded links, ascending
+  bool fComplete = false;                        // every element had its place
+  bool fArranged = false;
+
+  std::vector<Link> fLinks;
+  std::vector<Pair> fPairs;
+  ReducedSystem fReduced;
+  std::vector<double> fValues;  // diagonal blocks, W, couplings as assembled
+  std::vector<double> fScaled;  // at the places of fValues: P^-1 and Y
+  std::vector<double> fCross;   // at the places of fValues: Q_ii and Q_ir
+  std::vector<double> fRhs, fSolution, fDiagonal;
+};
+
+}  // namespace vermo

@@ -1,0 +1,260 @@
+#include "linalg/dense_kernels.h"
+
+#include <cmath>
+#include <initializer_list>
+
+namespace vermo::dense {
+namespace {
+
+// A tile of C stays in registers while the products of all k are subtracted from it: R vectors of
+// W rows by N columns.
+template <Size W>
+struct Vector {
+  typedef double Type
+      __attribute__((vector_size(W * sizeof(double)), aligned(alignof(double)), may_alias));
+};
+
+template <Size W, Size R, Size N>
+[[gnu::always_inline]] inline void Tile(
+    double* c, Size ldc, const double* a, Size lda, const double* b, Size ldb, Size k) {
+  using V = typename Vector<W>::Type;
+  V sum[R][N];
+#pragma GCC unroll 16
+  for (Size j = 0; j < N; ++j)
+#pragma GCC unroll 16
+    for (Size r = 0; r < R; ++r) sum[r][j] = *reinterpret_cast<const V*>(c + j * ldc + r * W);
+  for (Size p = 0; p < k; ++p) {
+    V rows[R];
+#pragma GCC unroll 16
+    for (Size r = 0; r < R; ++r) rows[r] = *reinterpret_cast<const V*>(a + p * lda + r * W);
+#pragma GCC unroll 16
+    for (Size j = 0; j < N; ++j) {
+      const double factor = b[p * ldb + j];
+#pragma GCC unroll 16
+      for (Size r = 0; r < R; ++r) sum[r][j] -= rows[r] * factor;
+    }
+  }
+#pragma GCC unroll 16
+  for (Size j = 0; j < N; ++j)
+#pragma GCC unroll 16
+    for (Size r = 0; r < R; ++r) *reinterpret_cast<V*>(c + j * ldc + r * W) = sum[r][j];
+}
+
+[[gnu::always_inline]] inline void Remainder(double* c,
+                                             Size ldc,
+                                             const double* a,
+                                             Size lda,
+                                             const double* b,
+                                             Size ldb,
+                                             Size m,
+                                             Size n,
+                                             Size k) {
+  for (Size j = 0; j < n; ++j)
+    for (Size i = 0; i < m; ++i) {
+      double sum = c[i + j * ldc];
+      for (Size p = 0; p < k; ++p) sum -= a[i + p * lda] * b[j + p * ldb];
+      c[i + j * ldc] = sum;
+    }
+}
+
+template <Size W, Size R, Size N>
+[[gnu::always_inline]] inline void Product(double* c,
+                                           Size ldc,
+                                           const double* a,
+                                           Size lda,
+                                           const double* b,
+                                           Size ldb,
+                                           Size m,
+                                           Size n,
+                                           Size k) {
+  constexpr Size kRows = W * R;
+  Size j = 0;
+  for (; j + N <= n; j += N) {
+    double* column = c + j * ldc;
+    Size i = 0;
+    for (; i + kRows <= m; i += kRows) Tile<W, R, N>(column + i, ldc, a + i, lda, b + j, ldb, k);
+    for (; i + W <= m; i += W) Tile<W, 1, N>(column + i, ldc, a + i, lda, b + j, ldb, k);
+    if (i < m) Remainder(column + i, ldc, a + i, lda, b + j, ldb, m - i, N, k);
+  }
+  for (; j < n; ++j) {
+    double* column = c + j * ldc;
+    Size i = 0;
+    for (; i + W <= m; i += W) Tile<W, 1, 1>(column + i, ldc, a + i, lda, b + j, ldb, k);
+    if (i < m) Remainder(column + i, ldc, a + i, lda, b + j, ldb, m - i, 1, k);
+  }
+}
+
+#define CARDO_PRODUCT_ARGUMENTS \
+  double *c, Size ldc, const double *a, Size lda, const double *b, Size ldb, Size m, Size n, Size k
+
+void ProductPortable(CARDO_PRODUCT_ARGUMENTS) { Product<2, 2, 4>(c, ldc, a, lda, b, ldb, m, n, k); }
+
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void ProductAvx2(CARDO_PRODUCT_ARGUMENTS) {
+  Product<4, 2, 4>(c, ldc, a, lda, b, ldb, m, n, k);
+}
+[[gnu::target("avx512f")]] void ProductAvx512(CARDO_PRODUCT_ARGUMENTS) {
+  Product<8, 2, 6>(c, ldc, a, lda, b, ldb, m, n, k);
+}
+#endif
+
+#undef CARDO_PRODUCT_ARGUMENTS
+
+using ProductFunction = decltype(&ProductPortable);
+
+ProductFunction FunctionOf(Variant variant) noexcept {
+#if defined(__x86_64__)
+  if (variant == Variant::Avx512) return ProductAvx512;
+  if (variant == Variant::Avx2) return ProductAvx2;
+#endif
+  static_cast<void>(variant);
+  return ProductPortable;
+}
+
+ProductFunction Best() noexcept {
+  for (const Variant variant : {Variant::Avx512, Variant::Avx2})
+    if (IsAvailable(variant)) return FunctionOf(variant);
+  return ProductPortable;
+}
+
+// Columns that are eliminated one by one before the rest of the matrix sees them.
+constexpr Size kPanel = 16;
+
+Size CholeskyUnblocked(double* a, Size lda, Size n, const double* limits) {
+  for (Size j = 0; j < n; ++j) {
+    const double pivot = a[j + j * lda];
+    if (!(pivot > limits[j])) return j;
+    const double root = std::sqrt(pivot);
+    a[j + j * lda] = root;
+    const double inverse = 1.0 / root;
+    for (Size i = j + 1; i < n; ++i) a[i + j * lda] *= inverse;
+    for (Size c = j + 1; c < n; ++c) {
+      const double factor = a[c + j * lda];
+      for (Size i = c; i < n; ++i) a[i + c * lda] -= a[i + j * lda] * factor;
+    }
+  }
+  return n;
+}
+
+}  // namespace
+
+bool IsAvailable(Variant variant) noexcept {
+#if defined(__x86_64__)
+  if (variant == Variant::Avx512) return __builtin_cpu_supports("avx512f") != 0;
+  if (variant == Variant::Avx2) return __builtin_cpu_supports("avx2") != 0;
+#endif
+  return variant == Variant::Portable;
+}
+
+void SubtractProduct(Variant variant,
+                     double* c,
+                     Size ldc,
+                     const double* a,
+                     Size lda,
+                     const double* b,
+                     Size ldb,
+                     Size m,
+                     Size n,
+                     Size k) {
+  FunctionOf(variant)(c, ldc, a, lda, b, ldb, m, n, k);
+}
+
+void SubtractProduct(double* c,
+                     Size ldc,
+                     const double* a,
+                     Size lda,
+                     const double* b,
+                     Size ldb,
+                     Size m,
+                     Size n,
+                     Size k) {
+  static const ProductFunction best = Best();
+  best(c, ldc, a, lda, b, ldb, m, n, k);
+}
+
+Size Cholesky(double* a, Size lda, Size n, const double* limits) {
+  for (Size first = 0; first < n; first += kPanel) {
+    const Size width = n - first < kPanel ? n - first : kPanel;
+    double* diagonal = a + first + first * lda;
+    const Size done = CholeskyUnblocked(diagonal, lda, width, limits + first);
+    if (done < width) return first + done;
+    const Size rest = n - first - width;
+    if (rest == 0) break;
+    double* below = diagonal + width;
+    SolveTransposedRight(below, lda, diagonal, lda, rest, width);
+    // The lower triangle of what remains, in strips.
+    for (Size strip = 0; strip < rest; strip += kPanel) {
+      const Size columns = rest - strip < kPanel ? rest - strip : kPanel;
+      SubtractProduct(diagonal + (width + strip) + (width + strip) * lda,
+                      lda,
+                      below + strip,
+                      lda,
+                      below + strip,
+                      lda,
+                      rest - strip,
+                      columns,
+                      width);
+    }
+  }
+  return n;
+}
+
+void SolveTransposedRight(double* b, Size ldb, const double* l, Size ldl, Size m, Size n) {
+  for (Size first = 0; first < n; first += kPanel) {
+    const Size width = n - first < kPanel ? n - first : kPanel;
+    for (Size j = first; j < first + width; ++j) {
+      double* column = b + j * ldb;
+      for (Size p = first; p < j; ++p) {
+        const double factor = l[j + p * ldl];
+        const double* earlier = b + p * ldb;
+        for (Size i = 0; i < m; ++i) column[i] -= earlier[i] * factor;
+      }
+      const double inverse = 1.0 / l[j + j * ldl];
+      for (Size i = 0; i < m; ++i) column[i] *= inverse;
+    }
+    const Size next = first + width;
+    if (next < n)
+      SubtractProduct(b + next * ldb,
+                      ldb,
+                      b + first * ldb,
+                      ldb,
+                      l + next + first * ldl,
+                      ldl,
+                      m,
+                      n - next,
+                      width);
+  }
+}
+
+void InvertLower(double* l, Size ldl, Size n) {
+  for (Size j = n; j-- > 0;) {
+    // Column j of the inverse: -L22^-1 l21 / l11 below the diagonal.
+    const double inverse = 1.0 / l[j + j * ldl];
+    l[j + j * ldl] = inverse;
+    double* column = l + j * ldl;
+    for (Size i = n; i-- > j + 1;) {
+      double sum = 0.0;
+      for (Size p = j + 1; p <= i; ++p) sum += l[i + p * ldl] * column[p];
+      column[i] = -sum * inverse;
+    }
+    for (Size i = 0; i < j; ++i) l[i + j * ldl] = 0.0;
+  }
+}
+
+void SolveLower(double* x, const double* l, Size ldl, Size n) {
+  for (Size j = 0; j < n; ++j) {
+    x[j] /= l[j + j * ldl];
+    const double factor = x[j];
+    for (Size i = j + 1; i < n; ++i) x[i] -= l[i + j * ldl] * factor;
+  }
+}
+
+void SolveLowerTransposed(double* x, const double* l, Size ldl, Size n) {
+  for (Size j = n; j-- > 0;) {
+    double sum = x[j];
+    for (Size i = j + 1; i < n; ++i) sum -= l[i + j * ldl] * x[i];
+    x[j] = sum / l[j + j * ldl];
+  }
+}
+
+}  // namespace vermo::dense
