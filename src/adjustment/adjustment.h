@@ -123,6 +123,7 @@ class Adjustment {
   bool fGeaendert = false;  // the set of used elements has changed
   EquationBlock fEquations;
   SystemLayout fLayout;
+  std::vector<double> fBlock;  // one group's, while it is judged
 };
 
 }  // namespace vermo

@@ -4,12 +4,12 @@
 #include "adjustment/adjustment.h"
 #include "checks/failure_codes.h"
 #include "checks/kl_exception.h"
-#include "linalg/matrix_dense.h"
 #include "unknowns/data.h"
 #include "unknowns/data_linie.h"
 #include "unknowns/data_obko.h"
 #include "unknowns/data_plane.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -18,26 +18,46 @@ namespace {
 
 // A group whose scaled block has a smaller mean pivot is not determined.
 constexpr double kSmallestSolvability = 0.0001;
+// A row that is shorter after the others were taken out of it has no direction.
+constexpr double kShortestRow = 1e-15;
 
-// |det|^(1/n) of the group's diagonal block with rows of unit length: 1 for independent
-// unknowns, 0 for a singular block.
-double Solvability(const NormalSystem& system, std::uint32_t first, std::uint32_t n) {
-  CMatrix block(n, n);
-  for (std::uint32_t r = 0; r < n; ++r)
-    for (std::uint32_t c = 0; c < n; ++c) {
-      const double lower = system.Element(first + r, first + c);
-      const double upper = system.Element(first + c, first + r);
-      block.At(r, c) = std::fabs(upper) > std::fabs(lower) ? upper : lower;
-    }
-  double det = 0.0;
-  try {
-    for (std::uint32_t r = 0; r < n; ++r) block.Row(r).Normalize();
-    det = block.Determinant();
-  } catch (const KlException&) {
-    // A row of zeros: the block is singular.
-    det = 0.0;
+double Dot(const double* a, const double* b, std::uint32_t n) {
+  double sum = 0.0;
+  for (std::uint32_t i = 0; i < n; ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+// |det|^(1/n) of a block by rows after its rows were made unit vectors: 1 for independent unknowns,
+// 0 for a singular block. The rows are orthogonalised in turn; the determinant is the product of
+// the lengths that are left. The block is used up.
+double Solvability(double* block, std::uint32_t n) {
+  for (std::uint32_t r = 0; r < n; ++r) {
+    double* row = block + r * n;
+    const double norm = std::sqrt(Dot(row, row, n));
+    if (norm == 0.0) return 0.0;
+    for (std::uint32_t c = 0; c < n; ++c) row[c] /= norm;
   }
-  return det == 0.0 ? 0.0 : std::pow(std::fabs(det), 1.0 / n);
+  double det = 1.0;
+  for (std::uint32_t k = 0; k < n; ++k) {
+    double* direction = block + k * n;
+    double norm = std::sqrt(Dot(direction, direction, n));
+    // The longest row goes first.
+    for (std::uint32_t j = k + 1; j < n; ++j) {
+      double* row = block + j * n;
+      const double candidate = std::sqrt(Dot(row, row, n));
+      if (!(candidate > norm)) continue;
+      norm = candidate;
+      std::swap_ranges(direction, direction + n, row);
+    }
+    if (norm < kShortestRow) return 0.0;
+    det *= norm;
+    for (std::uint32_t j = k + 1; j < n; ++j) {
+      double* row = block + j * n;
+      const double factor = Dot(direction, row, n) / (norm * norm);
+      for (std::uint32_t c = 0; c < n; ++c) row[c] -= factor * direction[c];
+    }
+  }
+  return std::pow(det, 1.0 / n);
 }
 
 }  // namespace
@@ -72,7 +92,9 @@ bool Adjustment::CheckSolvability() {
     // A line or a plane may be held by constraints, which its own block does not show.
     if (dynamic_cast<DataLinie*>(group) != nullptr || dynamic_cast<DataPlane*>(group) != nullptr)
       continue;
-    const double v = Solvability(*fSystem, static_cast<std::uint32_t>(group->FirstUnknown()), n);
+    fBlock.resize(std::size_t{n} * n);
+    fSystem->DiagonalBlock(static_cast<std::uint32_t>(group->FirstUnknown()), n, fBlock.data());
+    const double v = Solvability(fBlock.data(), n);
     if (best > v) {
       best = v;
       worst = group;

@@ -27,7 +27,7 @@ std::uint32_t Adjustment::BuildNormalEquations() {
   std::uint32_t components = 0;
   do {
     fSystem->Reset(unknowns, rows - unknowns);
-    ReserveRows();
+    if (fSystem->TakesReservations()) ReserveRows();
     components = 0;
     for (const MessungEntry& entry : fMessungen) {
       if (!entry.messung->IsConnected()) continue;

@@ -52,48 +52,25 @@ bool InvertPositive(const double* block, std::uint32_t n, double* inverse) {
   return true;
 }
 
-// to[i + j stride] -= sum over r of a(r, i) b(r, j) for i < n, j < m; a and b by rows.
-template <std::uint32_t D>
-void SubtractOuter(double* to,
-                   std::size_t stride,
-                   const double* a,
-                   const double* b,
-                   std::size_t width,
-                   std::uint32_t n,
-                   std::uint32_t m) {
-  for (std::uint32_t j = 0; j < m; ++j) {
-    double factors[D];
-    for (std::uint32_t r = 0; r < D; ++r) factors[r] = b[r * width + j];
-    double* column = to + j * stride;
-    for (std::uint32_t i = 0; i < n; ++i) {
-      double sum = column[i];
-      for (std::uint32_t r = 0; r < D; ++r) sum -= a[r * width + i] * factors[r];
-      column[i] = sum;
+// block(p, q) += sum over r of weighted(r, p) b(r, q), block by rows.
+template <std::uint32_t N, typename Rows>
+void AddOuter(double* block,
+              std::size_t stride,
+              const Rows& weighted,
+              std::uint32_t firstP,
+              std::uint32_t rows,
+              const Rows& b,
+              std::uint32_t firstQ,
+              std::uint32_t columns) {
+  for (std::uint32_t p = 0; p < rows; ++p) {
+    double factors[N];
+    for (std::uint32_t r = 0; r < N; ++r) factors[r] = weighted[r][firstP + p];
+    double* row = block + p * stride;
+    for (std::uint32_t q = 0; q < columns; ++q) {
+      double sum = row[q];
+      for (std::uint32_t r = 0; r < N; ++r) sum += factors[r] * b[r][firstQ + q];
+      row[q] = sum;
     }
-  }
-}
-
-void SubtractOuter(std::uint32_t depth,
-                   double* to,
-                   std::size_t stride,
-                   const double* a,
-                   const double* b,
-                   std::size_t width,
-                   std::uint32_t n,
-                   std::uint32_t m) {
-  switch (depth) {
-    case 1:
-      return SubtractOuter<1>(to, stride, a, b, width, n, m);
-    case 2:
-      return SubtractOuter<2>(to, stride, a, b, width, n, m);
-    case 3:
-      return SubtractOuter<3>(to, stride, a, b, width, n, m);
-    case 4:
-      return SubtractOuter<4>(to, stride, a, b, width, n, m);
-    case 5:
-      return SubtractOuter<5>(to, stride, a, b, width, n, m);
-    default:
-      return SubtractOuter<6>(to, stride, a, b, width, n, m);
   }
 }
 
@@ -108,6 +85,22 @@ struct BlockSystem::Spread {
   std::uint32_t rows = 0;
   static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
   std::array<std::array<double, kColumns>, 3> a;
+  std::array<std::array<double, kColumns>, 3> weighted;
+
+  // Adds the share of the groups i, of n unknowns, and j, of m, to their block.
+  void AddTo(double* block,
+             std::size_t stride,
+             std::uint32_t i,
+             std::uint32_t n,
+             std::uint32_t j,
+             std::uint32_t m) const {
+    if (rows == 2)
+      AddOuter<2>(block, stride, weighted, firsts[i], n, a, firsts[j], m);
+    else if (rows == 1)
+      AddOuter<1>(block, stride, weighted, firsts[i], n, a, firsts[j], m);
+    else
+      AddOuter<3>(block, stride, weighted, firsts[i], n, a, firsts[j], m);
+  }
 };
 
 void BlockSystem::SetLayout(const SystemLayout& layout) {
@@ -155,29 +148,46 @@ void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
   fDiagonal.assign(fSize, 0.0);
 }
 
+std::uint32_t BlockSystem::Open(std::uint32_t group, Spread& spread) const {
+  for (std::uint32_t i = 0; i < spread.count; ++i)
+    if (spread.groups[i] == group) return i;
+  const std::uint32_t end = spread.columns + fGroups[group].size;
+  for (std::uint32_t r = 0; r < spread.rows; ++r)
+    for (std::uint32_t c = spread.columns; c < end; ++c) spread.a[r][c] = 0.0;
+  spread.groups[spread.count] = group;
+  spread.firsts[spread.count] = spread.columns;
+  spread.columns = end;
+  return spread.count++;
+}
+
+// Entries come in runs of one group, and the rows of an image coordinate have the same columns.
 void BlockSystem::SpreadRows(std::span<const DesignRow> rows, Spread& spread) const {
   spread.count = spread.columns = 0;
   spread.rows = static_cast<std::uint32_t>(rows.size());
-  for (std::uint32_t r = 0; r < spread.rows; ++r) {
-    std::uint32_t place = 0;
-    for (const DesignEntry& entry : rows[r]) {
-      const std::uint32_t g = fGroupOf[entry.column];
-      if (place >= spread.count || spread.groups[place] != g) {
-        place = 0;
-        while (place < spread.count && spread.groups[place] != g) ++place;
-        if (place == spread.count) {
-          spread.groups[place] = g;
-          spread.firsts[place] = spread.columns;
-          const std::uint32_t end = spread.columns + fGroups[g].size;
-          for (std::uint32_t s = 0; s < spread.rows; ++s)
-            std::fill(spread.a[s].begin() + spread.columns, spread.a[s].begin() + end, 0.0);
-          spread.columns = end;
-          ++spread.count;
-        }
-      }
-      spread.a[r][spread.firsts[place] + entry.column - fGroups[g].start] += entry.coefficient;
+  std::uint32_t offset = 0;  // from a column of the group to its place
+  std::uint32_t first = 1;   // columns of the group; none yet
+  std::uint32_t end = 0;
+  const auto enter = [&](std::uint32_t column) {
+    if (column >= first && column < end) return;
+    const std::uint32_t group = fGroupOf[column];
+    first = fGroups[group].start;
+    end = first + fGroups[group].size;
+    offset = spread.firsts[Open(group, spread)] - first;
+  };
+  if (spread.rows == 2 && rows[0].HasColumnsOf(rows[1])) {
+    for (std::uint32_t e = 0; e < rows[0].size(); ++e) {
+      const std::uint32_t column = rows[0][e].column;
+      enter(column);
+      spread.a[0][offset + column] += rows[0][e].coefficient;
+      spread.a[1][offset + column] += rows[1][e].coefficient;
     }
+    return;
   }
+  for (std::uint32_t r = 0; r < spread.rows; ++r)
+    for (const DesignEntry& entry : rows[r]) {
+      enter(entry.column);
+      spread.a[r][offset + entry.column] += entry.coefficient;
+    }
 }
 
 void BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
@@ -206,51 +216,32 @@ const BlockSystem::Link* BlockSystem::FindLink(std::uint32_t from, std::uint32_t
   return nullptr;
 }
 
-void BlockSystem::AddSpread(const Spread& spread,
-                            const double* weights,
-                            const double* misclosures) {
+void BlockSystem::AddSpread(Spread& spread, const double* weights, const double* misclosures) {
   for (std::uint32_t i = 0; i < spread.count; ++i) {
     const std::uint32_t g = spread.groups[i];
     for (std::uint32_t j = 0; j < i; ++j)
       if (fGroups[g].leads && fGroups[spread.groups[j]].leads) Demote(g);
   }
+  for (std::uint32_t r = 0; r < spread.rows; ++r)
+    for (std::uint32_t c = 0; c < spread.columns; ++c)
+      spread.weighted[r][c] = weights[r] * spread.a[r][c];
   for (std::uint32_t i = 0; i < spread.count; ++i) {
-    const Group& group = fGroups[spread.groups[i]];
-    const std::uint32_t first = spread.firsts[i];
-    for (std::uint32_t r = 0; r < spread.rows; ++r) {
-      const double wl = weights[r] * misclosures[r];
+    const std::uint32_t from = spread.groups[i];
+    const Group& group = fGroups[from];
+    for (std::uint32_t r = 0; r < spread.rows; ++r)
       for (std::uint32_t p = 0; p < group.size; ++p)
-        fRhs[group.start + p] += wl * spread.a[r][first + p];
-    }
-    if (fArranged) {
-      double* block = fValues.data() + group.diagonal;
-      for (std::uint32_t r = 0; r < spread.rows; ++r) {
-        const double* a = spread.a[r].data() + first;
-        for (std::uint32_t p = 0; p < group.size; ++p) {
-          const double wa = weights[r] * a[p];
-          for (std::uint32_t q = 0; q < group.size; ++q) block[p * group.size + q] += wa * a[q];
-        }
-      }
-    }
+        fRhs[group.start + p] += spread.weighted[r][spread.firsts[i] + p] * misclosures[r];
+    if (fArranged)
+      spread.AddTo(fValues.data() + group.diagonal, group.size, i, group.size, i, group.size);
     for (std::uint32_t j = 0; j < spread.count; ++j) {
-      const std::uint32_t from = spread.groups[i];
       const std::uint32_t to = spread.groups[j];
-      if (from == to) continue;
-      if (fGroups[to].leads || (!group.leads && to < from)) continue;  // the other one keeps it
+      // Of a pair one group keeps the block.
+      if (from == to || fGroups[to].leads || (!group.leads && to < from)) continue;
       const Link* link = fArranged ? FindLink(from, to) : nullptr;
-      if (link == nullptr) {
+      if (link != nullptr)
+        spread.AddTo(fValues.data() + link->offset, link->stride, i, group.size, j, link->size);
+      else
         Record(from, to);
-        continue;
-      }
-      double* block = fValues.data() + link->offset;
-      for (std::uint32_t r = 0; r < spread.rows; ++r) {
-        const double* b = spread.a[r].data() + spread.firsts[j];
-        for (std::uint32_t p = 0; p < group.size; ++p) {
-          const double wa = weights[r] * spread.a[r][first + p];
-          double* row = block + p * link->stride;
-          for (std::uint32_t q = 0; q < link->size; ++q) row[q] += wa * b[q];
-        }
-      }
     }
   }
 }
@@ -377,21 +368,45 @@ void BlockSystem::ArrangeReduced() {
   }
   fReduced.Arrange(pattern, sizes, isRoot);
 
+  ArrangePairs();
+}
+
+void BlockSystem::ArrangePairs() {
   fPairs.clear();
+  fJoined.clear();
+  const auto add = [this](std::uint32_t rows, std::uint32_t columns) {
+    const ReducedSystem::Place place = fReduced.PlaceOf(rows, columns);
+    const bool swapped = place.rowStride != 1;
+    fPairs.push_back({place.offset, swapped ? place.rowStride : place.columnStride, swapped});
+  };
+  std::vector<std::uint32_t> blocks;  // the first of each joined link
   for (Group& group : fGroups) {
     group.firstPair = fPairs.size();
+    group.firstJoined = static_cast<std::uint32_t>(fJoined.size());
     const std::span<const Link> links(fLinks.data() + group.firstLink, group.links);
-    for (std::size_t x = 0; x < links.size(); ++x) {
-      const std::uint32_t tx = fGroups[links[x].group].trailing;
-      // A trailing group's couplings have one place each, a leading group's links all pairs.
-      const std::size_t last = group.leads ? x : 0;
-      for (std::size_t y = group.leads ? 0 : last; y <= last; ++y) {
-        const std::uint32_t ty = group.leads ? fGroups[links[y].group].trailing : group.trailing;
-        const ReducedSystem::Place place = fReduced.PlaceOf(tx, ty);
-        const bool swapped = place.rowStride != 1;
-        fPairs.push_back({place.offset, swapped ? place.rowStride : place.columnStride, swapped});
-      }
+    if (!group.leads) {
+      // The couplings of a trailing group have one place each.
+      for (const Link& link : links) add(fGroups[link.group].trailing, group.trailing);
+      continue;
     }
+    blocks.clear();
+    std::uint32_t nextRow = ReducedSystem::kNoBlock;
+    std::uint32_t column = 0;
+    for (const Link& link : links) {
+      const std::uint32_t block = fGroups[link.group].trailing;
+      const std::uint32_t row = fReduced.RootRow(block);
+      if (row != ReducedSystem::kNoBlock && row == nextRow) {
+        fJoined.back().size += link.size;
+      } else {
+        fJoined.push_back({column, link.size});
+        blocks.push_back(block);
+      }
+      nextRow = row == ReducedSystem::kNoBlock ? row : row + link.size;
+      column += link.size;
+    }
+    group.joined = static_cast<std::uint32_t>(blocks.size());
+    for (std::size_t x = 0; x < blocks.size(); ++x)
+      for (std::size_t z = 0; z <= x; ++z) add(blocks[x], blocks[z]);
   }
 }
 
@@ -418,6 +433,14 @@ double BlockSystem::Element(std::uint32_t row, std::uint32_t column) const {
   if (const Link* link = FindLink(a, b)) return fValues[link->offset + i * link->stride + j];
   if (const Link* link = FindLink(b, a)) return fValues[link->offset + j * link->stride + i];
   return 0.0;
+}
+
+void BlockSystem::DiagonalBlock(std::uint32_t first, std::uint32_t size, double* block) const {
+  const Group& group = fGroups[fGroupOf[first]];
+  if (group.start == first && group.size == size)
+    std::copy_n(fValues.data() + group.diagonal, std::size_t{size} * size, block);
+  else
+    NormalSystem::DiagonalBlock(first, size, block);
 }
 
 void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
@@ -478,33 +501,15 @@ void BlockSystem::ReduceLeading(const Group& group) {
       for (std::size_t c = 0; c < width; ++c) row[c] += factor * from[c];
     }
   }
-  double* reduced = fReduced.Values().data();
-  const Pair* pair = fPairs.data() + group.firstPair;
-  const Link* links = fLinks.data() + group.firstLink;
-  for (std::uint32_t a = 0; a < group.links; ++a) {
-    const std::size_t firstA = links[a].offset - group.coupling;
-    for (std::uint32_t b = 0; b <= a; ++b, ++pair) {
-      const std::size_t firstB = links[b].offset - group.coupling;
-      if (pair->swapped)
-        SubtractOuter(n,
-                      reduced + pair->offset,
-                      pair->stride,
-                      w + firstB,
-                      y + firstA,
-                      width,
-                      links[b].size,
-                      links[a].size);
-      else
-        SubtractOuter(n,
-                      reduced + pair->offset,
-                      pair->stride,
-                      w + firstA,
-                      y + firstB,
-                      width,
-                      links[a].size,
-                      links[b].size);
-    }
-  }
+  SubtractShares(BlocksOf(group), w, y, fReduced.Values().data());
+}
+
+LeadingBlocks BlockSystem::BlocksOf(const Group& group) const noexcept {
+  return {group.size,
+          group.joined,
+          group.width,
+          fJoined.data() + group.firstJoined,
+          fPairs.data() + group.firstPair};
 }
 
 void BlockSystem::SolveWith(std::vector<double>& x) const {
@@ -573,53 +578,7 @@ void BlockSystem::CofactorsOf(const Group& group) {
   const std::size_t width = group.width;
   const double* y = fScaled.data() + group.coupling;
   double* cross = fCross.data() + group.coupling;
-  std::fill_n(cross, n * width, 0.0);
-  const double* inverse = fReduced.Inverse().data();
-  const Pair* pair = fPairs.data() + group.firstPair;
-  const Link* links = fLinks.data() + group.firstLink;
-  // cross(:, columns) -= Y(:, rows) Q(rows, columns), Q with unit stride along its stored rows.
-  const auto subtract = [&](const double* q,
-                            std::size_t stride,
-                            std::size_t rows,
-                            std::uint32_t rowCount,
-                            std::size_t columns,
-                            std::uint32_t columnCount) {
-    for (std::uint32_t i = 0; i < n; ++i) {
-      const double* from = y + i * width;
-      double* to = cross + i * width;
-      for (std::uint32_t c = 0; c < columnCount; ++c) {
-        const double* column = q + c * stride;
-        const double factor = from[columns + c];
-        double sum = 0.0;
-        for (std::uint32_t r = 0; r < rowCount; ++r) {
-          sum += from[rows + r] * column[r];
-          to[rows + r] -= factor * column[r];
-        }
-        to[columns + c] -= sum;
-      }
-    }
-  };
-  for (std::uint32_t a = 0; a < group.links; ++a) {
-    const std::size_t firstA = links[a].offset - group.coupling;
-    for (std::uint32_t b = 0; b < a; ++b, ++pair) {
-      const std::size_t firstB = links[b].offset - group.coupling;
-      if (pair->swapped)
-        subtract(
-            inverse + pair->offset, pair->stride, firstB, links[b].size, firstA, links[a].size);
-      else
-        subtract(
-            inverse + pair->offset, pair->stride, firstA, links[a].size, firstB, links[b].size);
-    }
-    // The diagonal block counts once.
-    const double* q = inverse + pair->offset;
-    for (std::uint32_t i = 0; i < n; ++i)
-      for (std::uint32_t c = 0; c < links[a].size; ++c) {
-        const double factor = y[i * width + firstA + c];
-        for (std::uint32_t r = 0; r < links[a].size; ++r)
-          cross[i * width + firstA + r] -= factor * q[c * std::size_t{pair->stride} + r];
-      }
-    ++pair;
-  }
+  MultiplyByInverse(BlocksOf(group), y, fReduced.Inverse().data(), cross);
   const double* block = fScaled.data() + group.diagonal;
   double* own = fCross.data() + group.diagonal;
   for (std::uint32_t i = 0; i < n; ++i)

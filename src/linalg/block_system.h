@@ -1,5 +1,6 @@
 #pragma once
 
+#include "linalg/leading_kernels.h"
 #include "linalg/normal_system.h"
 #include "linalg/reduced_system.h"
 
@@ -39,6 +40,7 @@ class BlockSystem final : public NormalSystem {
   void SetRhs(std::uint32_t row, double value) override { fRhs[row] = value; }
   bool Seal() override;
   [[nodiscard]] double Element(std::uint32_t row, std::uint32_t column) const override;
+  void DiagonalBlock(std::uint32_t first, std::uint32_t size, double* block) const override;
   // The pivots are always searched.
   void FactorizeAndSolve(bool pivotSearch) override;
   [[nodiscard]] std::span<const double> Rhs() const override { return fRhs; }
@@ -78,29 +80,30 @@ class BlockSystem final : public NormalSystem {
     std::size_t diagonal = 0;        // square block, by rows
     std::uint32_t firstLink = 0;
     std::uint32_t links = 0;
-    std::uint32_t width = 0;    // of W
-    std::size_t coupling = 0;   // W or the couplings in fValues; Y and Q_ir stand alike
-    std::size_t firstPair = 0;  // places of its shares in the reduced system
+    std::uint32_t width = 0;   // of W
+    std::size_t coupling = 0;  // W or the couplings in fValues; Y and Q_ir stand alike
+    // Links and pairs as the kernels take them: neighbours in the root are joined.
+    std::uint32_t firstJoined = 0;
+    std::uint32_t joined = 0;
+    std::size_t firstPair = 0;
   };
-  // Where a leading group's share of the pair (a, b) of its links goes; rows is the link that gives
-  // the rows.
-  struct Pair {
-    std::size_t offset;
-    std::uint32_t stride;
-    bool swapped;
-  };
+  using Pair = LeadingPair;
   // The groups of one observation and its rows, spread out over their columns.
   struct Spread;
 
+  // The place of a group in the spread, which it gets with zeros if it has none.
+  std::uint32_t Open(std::uint32_t group, Spread& spread) const;
   void SpreadRows(std::span<const DesignRow> rows, Spread& spread) const;
   void Record(std::uint32_t a, std::uint32_t b);
   [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
-  void AddSpread(const Spread& spread, const double* weights, const double* misclosures);
+  void AddSpread(Spread& spread, const double* weights, const double* misclosures);
   void ArrangeBlocks();
   void ArrangeReduced();
+  void ArrangePairs();
   bool InvertLeading();
   void Demote(std::uint32_t group);
   void ReduceLeading(const Group& group);
+  [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
   void SubstituteBack();
   void ComputeCofactors();
@@ -124,6 +127,7 @@ class BlockSystem final : public NormalSystem {
   bool fArranged = false;
 
   std::vector<Link> fLinks;
+  std::vector<LeadingLink> fJoined;
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
   std::vector<double> fValues;  // diagonal blocks, W, couplings as assembled

@@ -32,6 +32,14 @@ class DesignRow {
   [[nodiscard]] const DesignEntry* begin() const noexcept { return fEntries; }
   [[nodiscard]] const DesignEntry* end() const noexcept { return fEntries + fSize; }
 
+  // Whether both rows name the same columns in the same order.
+  [[nodiscard]] bool HasColumnsOf(const DesignRow& other) const noexcept {
+    if (fSize != other.fSize) return false;
+    for (std::uint32_t i = 0; i < fSize; ++i)
+      if (fEntries[i].column != other.fEntries[i].column) return false;
+    return true;
+  }
+
   // Ascending by column, equal columns by coefficient. Rows come in sorted runs, one per group.
   void SortByColumn() noexcept {
     for (std::uint32_t i = 1; i < fSize; ++i) {

@@ -16,6 +16,7 @@ class EnvelopeSystem final : public NormalSystem {
   void Reset(std::uint32_t unknowns, std::uint32_t multipliers) override;
   [[nodiscard]] std::uint32_t Unknowns() const override { return fUnknowns; }
   [[nodiscard]] std::uint32_t Size() const override { return fNormal.Rows(); }
+  [[nodiscard]] bool TakesReservations() const override { return true; }
   void ReserveRow(std::uint32_t row, std::uint32_t first) override {
     fNormal.Row(row).Reserve(row - first + 1);
   }

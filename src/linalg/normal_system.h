@@ -3,6 +3,7 @@
 #include "linalg/design_row.h"
 #include "linalg/tensor_matrix.h"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -42,6 +43,8 @@ class NormalSystem {
   // Unknowns and multipliers.
   [[nodiscard]] virtual std::uint32_t Size() const = 0;
 
+  // Whether ReserveRow does anything.
+  [[nodiscard]] virtual bool TakesReservations() const { return false; }
   // A hint before the assembly: elements of the row will lie from column first on. No element
   // comes to be by it.
   virtual void ReserveRow(std::uint32_t /*row*/, std::uint32_t /*first*/) {}
@@ -68,6 +71,18 @@ class NormalSystem {
   [[nodiscard]] virtual bool Seal() { return true; }
   // Element of the assembled system as it is stored, 0 where nothing is.
   [[nodiscard]] virtual double Element(std::uint32_t row, std::uint32_t column) const = 0;
+
+  // The square block of the assembled system on the diagonal from row first on, by rows. Of two
+  // elements that mirror each other the one of larger magnitude counts.
+  virtual void DiagonalBlock(std::uint32_t first, std::uint32_t size, double* block) const {
+    for (std::uint32_t i = 0; i < size; ++i)
+      for (std::uint32_t j = 0; j <= i; ++j) {
+        const double lower = Element(first + i, first + j);
+        const double upper = Element(first + j, first + i);
+        block[i * size + j] = block[j * size + i] =
+            std::fabs(upper) > std::fabs(lower) ? upper : lower;
+      }
+  }
 
   // Throws KlException -39007 for a singular system.
   virtual void FactorizeAndSolve(bool pivotSearch) = 0;

@@ -45,6 +45,11 @@ class ReducedSystem {
   // The block of rows a and columns b; it must be in the pattern or on the diagonal. Of a pair only
   // one place exists: that of (b, a) is its transpose.
   [[nodiscard]] Place PlaceOf(std::uint32_t a, std::uint32_t b) const;
+  // Row of a block in the root, kNoBlock in the interior. Blocks with consecutive rows there have
+  // consecutive rows and columns wherever they meet another block.
+  [[nodiscard]] std::uint32_t RootRow(std::uint32_t block) const noexcept {
+    return fPosition[block] == kNoBlock ? fRootOffset[block] : kNoBlock;
+  }
   // Whether the block has a place.
   [[nodiscard]] bool HasPlace(std::uint32_t a, std::uint32_t b) const;
 

@@ -1,55 +1,74 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
-#include <memory>
+#include <utility>
+#include <vector>
 
 namespace vermo {
 
 // Owns objects in the order they were added; the position is the only key. An object's address
 // never changes: groups and observations point at each other for the whole life of a job.
+// They lie in blocks, one behind the other.
 template <typename T>
 class ObjectList {
  public:
   // Appends a copy and returns it.
-  T& Add(const T& object) { return *fObjects.emplace_back(std::make_unique<T>(object)); }
-
-  [[nodiscard]] std::uint32_t Count() const noexcept {
-    return static_cast<std::uint32_t>(fObjects.size());
+  T& Add(const T& object) {
+    if (fCount == fBlocks.size() * kBlock) {
+      std::vector<T> block;
+      block.reserve(kBlock);
+      fBlocks.push_back(std::move(block));
+    }
+    T& added = fBlocks[fCount / kBlock].emplace_back(object);
+    ++fCount;
+    return added;
   }
-  [[nodiscard]] bool IsEmpty() const noexcept { return fObjects.empty(); }
-  [[nodiscard]] T& At(std::uint32_t index) noexcept { return *fObjects[index]; }
-  [[nodiscard]] const T& At(std::uint32_t index) const noexcept { return *fObjects[index]; }
 
-  // Iteration over the objects themselves.
-  template <typename Base, typename Object>
+  [[nodiscard]] std::uint32_t Count() const noexcept { return fCount; }
+  [[nodiscard]] bool IsEmpty() const noexcept { return fCount == 0; }
+  [[nodiscard]] T& At(std::uint32_t index) noexcept {
+    return fBlocks[index / kBlock][index % kBlock];
+  }
+  [[nodiscard]] const T& At(std::uint32_t index) const noexcept {
+    return fBlocks[index / kBlock][index % kBlock];
+  }
+
+  // Iteration over the objects in order.
+  template <typename List, typename Object>
   class Iterator {
    public:
-    explicit Iterator(Base base) : fBase(base) {}
-    Object& operator*() const { return **fBase; }
+    Iterator(List* list, std::uint32_t index) noexcept : fList(list), fIndex(index) {}
+    Object& operator*() const { return fList->At(fIndex); }
     Iterator& operator++() {
-      ++fBase;
+      ++fIndex;
       return *this;
     }
-    bool operator!=(const Iterator& other) const { return fBase != other.fBase; }
+    bool operator!=(const Iterator& other) const { return fIndex != other.fIndex; }
 
    private:
-    Base fBase;
+    List* fList;
+    std::uint32_t fIndex;
   };
-  using Storage = std::deque<std::unique_ptr<T>>;
-  auto begin() { return Iterator<typename Storage::iterator, T>(fObjects.begin()); }
-  auto end() { return Iterator<typename Storage::iterator, T>(fObjects.end()); }
-  auto begin() const {
-    return Iterator<typename Storage::const_iterator, const T>(fObjects.begin());
-  }
-  auto end() const { return Iterator<typename Storage::const_iterator, const T>(fObjects.end()); }
+  auto begin() { return Iterator<ObjectList, T>(this, 0); }
+  auto end() { return Iterator<ObjectList, T>(this, fCount); }
+  auto begin() const { return Iterator<const ObjectList, const T>(this, 0); }
+  auto end() const { return Iterator<const ObjectList, const T>(this, fCount); }
 
  protected:
-  void DropLast() noexcept { fObjects.pop_back(); }
+  void DropLast() noexcept {
+    --fCount;
+    fBlocks[fCount / kBlock].pop_back();
+  }
 
  private:
-  Storage fObjects;
+  // Objects of a block. A block's memory never moves: it is reserved whole.
+  static constexpr std::uint32_t kBlockBytes = 16384;
+  static constexpr std::uint32_t kBlock =
+      sizeof(T) < kBlockBytes ? kBlockBytes / std::uint32_t{sizeof(T)} : 1;
+
+  std::vector<std::vector<T>> fBlocks;
+  std::uint32_t fCount = 0;
 };
 
 // The same with an index from id to position. A later object of an id takes over the entry, and

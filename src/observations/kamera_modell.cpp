@@ -81,15 +81,15 @@ void KameraModell::PointJacobian(double (&rowX)[3], double (&rowY)[3]) const noe
   const double mxy = correctionJacobian.xy;
   const double myx = correctionJacobian.yx;
   const double myy = 1.0 + correctionJacobian.yy;
-  const double j = ck / Z;
-  const double jx = -ck * X / (Z * Z);
-  const double jy = -ck * Y / (Z * Z);
-  rowX[0] = mxx * j / ck * frame.cp;
-  rowX[1] = mxy * j / ck * frame.cp;
-  rowX[2] = (mxx * jx + mxy * jy) / ck * frame.cp;
-  rowY[0] = myx * j / ck * frame.cp;
-  rowY[1] = myy * j / ck * frame.cp;
-  rowY[2] = (myx * jx + myy * jy) / ck * frame.cp;
+  const double j = frame.cp / Z;
+  const double jx = -j * (X / Z);
+  const double jy = -j * (Y / Z);
+  rowX[0] = mxx * j;
+  rowX[1] = mxy * j;
+  rowX[2] = mxx * jx + mxy * jy;
+  rowY[0] = myx * j;
+  rowY[1] = myy * j;
+  rowY[2] = myx * jx + myy * jy;
 }
 
 ImagePoint KameraModell::ByProjectionCk() const noexcept {

@@ -88,7 +88,49 @@ std::string MessungBiko::GetIdentText() const { return std::to_string(Nummer());
 bool MessungBiko::ObservationEquations(EquationBlock& equations) {
   equations.Reset(Dimension());
   if (!IsActive() || !IsConnected()) return false;
+  const bool isPlain = fEorBasis == nullptr && fPunkt->ReferenceEor() == nullptr;
+  const ImagePoint computed = isPlain ? PlainEquations(equations) : ChainedEquations(equations);
+  AppendComponent(equations, 0, (*this)[0] - computed.x);
+  AppendComponent(equations, 1, (*this)[1] - computed.y);
+  return true;
+}
 
+// With d = X - t and c = transpose(R) d an image row b = d image / d c becomes g = b transpose(R):
+//   d image / d X = g    d image / d t = -g    d image / d theta = g x d
+// for a rotation increment theta from the left.
+ImagePoint MessungBiko::PlainEquations(EquationBlock& equations) const {
+  const ostra_bundle::Rotation3& r = fEor->fRotation;
+  const ostra_bundle::VektorD<3> d = ostra_bundle::Subtract(fPunkt->Current(), fEor->fTranslation);
+  const ostra_bundle::VektorD<3> camera = ostra_bundle::MultiplyTransposed(r, d);
+  const DataProjektion* projektion = fEor->Projektion();
+  const KameraModell model(*fIor, FrameOf(*fIor, projektion), camera[0], camera[1], camera[2]);
+  double byCamera[2][3];
+  model.PointJacobian(byCamera[0], byCamera[1]);
+  double g[2][3];
+  for (unsigned i = 0; i < 2; ++i)
+    for (unsigned m = 0; m < 3; ++m)
+      g[i][m] =
+          byCamera[i][0] * r[3 * m] + byCamera[i][1] * r[3 * m + 1] + byCamera[i][2] * r[3 * m + 2];
+  if (fPunkt->FirstUnknown() >= 0) {
+    const auto column = static_cast<std::uint32_t>(fPunkt->FirstUnknown());
+    for (unsigned m = 0; m < 3; ++m) Push(equations, column + m, {g[0][m], g[1][m]});
+  }
+  if (fEor->FirstUnknown() >= 0) {
+    const auto column = static_cast<std::uint32_t>(fEor->FirstUnknown());
+    for (unsigned m = 0; m < 3; ++m) Push(equations, column + m, {-g[0][m], -g[1][m]});
+    for (unsigned m = 0; m < 3; ++m) {
+      const unsigned p = (m + 1) % 3;
+      const unsigned q = (m + 2) % 3;
+      Push(equations,
+           column + 3 + m,
+           {g[0][p] * d[q] - g[0][q] * d[p], g[1][p] * d[q] - g[1][q] * d[p]});
+    }
+  }
+  AppendInterior(model, projektion, equations);
+  return model.Image();
+}
+
+ImagePoint MessungBiko::ChainedEquations(EquationBlock& equations) const {
   const PointNode point(*fPunkt);
   const IntoImageNode intoEor(*fEor, point.Root());
   const MatObject<ostra_bundle::VektorD<3>>* root = intoEor.Root();
@@ -113,13 +155,15 @@ bool MessungBiko::ObservationEquations(EquationBlock& equations) {
                                  byPoint[i][1] * chain.elements[1][c] +
                                  byPoint[i][2] * chain.elements[2][c]);
   }
+  AppendInterior(model, projektion, equations);
+  return model.Image();
+}
+
+void MessungBiko::AppendInterior(const KameraModell& model,
+                                 const DataProjektion* projektion,
+                                 EquationBlock& equations) const {
   if (projektion != nullptr) AppendProjektion(model, *projektion, equations);
   AppendCamera(model, *fIor, projektion != nullptr, equations);
-
-  const ImagePoint computed = model.Image();
-  AppendComponent(equations, 0, (*this)[0] - computed.x);
-  AppendComponent(equations, 1, (*this)[1] - computed.y);
-  return true;
 }
 
 bool MessungBiko::IsUsable() const {

@@ -11,6 +11,8 @@ class DataEor;
 class DataIor;
 class DataObko;
 class DataProjektion;
+struct ImagePoint;
+struct KameraModell;
 
 // An image coordinate: the image position of an object point. The point goes out of its own frame
 // into the object frame, into the frame of the image and, for a relative pair, on into the frame
@@ -51,6 +53,14 @@ class MessungBiko final : public TMessung<2>, public Punkt2S {
   void SetProjektion(const DataProjektion* projektion) noexcept { fProjektion = projektion; }
 
  private:
+  // Rows and model value of a point of the object frame in an image, written out.
+  ImagePoint PlainEquations(EquationBlock& equations) const;
+  // The same through all frames that stand between, by the chain rule.
+  ImagePoint ChainedEquations(EquationBlock& equations) const;
+  void AppendInterior(const KameraModell& model,
+                      const DataProjektion* projektion,
+                      EquationBlock& equations) const;
+
   std::uint32_t fBildNummer = 0xFFFFFFFF;
   const DataObko* fPunkt = nullptr;  // links are set by the run, not owned
   const DataEor* fEor = nullptr;

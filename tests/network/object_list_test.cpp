@@ -138,14 +138,14 @@ long FailEveryAllocation(List& list, const Item& item, Check unchanged) {
 
 TEST(ObjectList, FailedAllocationLeavesTheListAsItWas) {
   ObjectList<Item> list;
-  // Across several blocks of the queue below, so that its own growth fails, too.
-  for (std::uint32_t i = 0; i < 300; ++i) {
-    const long failures =
-        FailEveryAllocation(list, {i, 0}, [&] { ASSERT_EQ(list.Count(), i) << i; });
-    ASSERT_GE(failures, 1);
+  // Across several blocks: each asks for its memory and for a place among the blocks.
+  long failures = 0;
+  for (std::uint32_t i = 0; i < 5000; ++i) {
+    failures += FailEveryAllocation(list, {i, 0}, [&] { ASSERT_EQ(list.Count(), i) << i; });
     ASSERT_EQ(list.Count(), i + 1);
     ASSERT_EQ(list.At(i).id, i);
   }
+  EXPECT_GE(failures, 4);
 }
 
 TEST(IndexedList, FailedAllocationLeavesListAndIndexAsTheyWere) {
@@ -156,8 +156,8 @@ TEST(IndexedList, FailedAllocationLeavesListAndIndexAsTheyWere) {
       ASSERT_FALSE(list.Contains(i));
       ASSERT_EQ(list.Find(i), nullptr);
     });
-    // The object, its place and the entry of the index.
-    ASSERT_GE(failures, 2);
+    // The entry of the index, and for the first object the list's own memory.
+    ASSERT_GE(failures, i == 0 ? 2 : 1);
     ASSERT_EQ(list.Find(i), &list.At(i));
   }
 }
