@@ -89,16 +89,15 @@ bool Adjustment::CheckSolvability() {
     if (!group->IsActive() || !group->IsVariable()) continue;
     const std::uint32_t n = group->UnknownCount();
     if (group->FirstUnknown() < 0 || n == 0) throw KlException(failure::kInternal);
-    // A line or a plane may be held by constraints, which its own block does not show.
-    if (dynamic_cast<DataLinie*>(group) != nullptr || dynamic_cast<DataPlane*>(group) != nullptr)
-      continue;
     fBlock.resize(std::size_t{n} * n);
     fSystem->DiagonalBlock(static_cast<std::uint32_t>(group->FirstUnknown()), n, fBlock.data());
     const double v = Solvability(fBlock.data(), n);
-    if (best > v) {
-      best = v;
-      worst = group;
-    }
+    if (!(best > v)) continue;
+    // A line or a plane may be held by constraints, which its own block does not show.
+    if (dynamic_cast<DataLinie*>(group) != nullptr || dynamic_cast<DataPlane*>(group) != nullptr)
+      continue;
+    best = v;
+    worst = group;
   }
   if (!(best < kSmallestSolvability)) return true;
   worst->SetActive(false);

@@ -19,6 +19,7 @@ class BundelTavriLib final : public vermo::KLBundel {
   }
 
   void OnProtocolText(const char* text) override { ForwardProtocolText(text); }
+  [[nodiscard]] bool IsListening() const override { return fProtocolCallback != nullptr; }
   // Hands the text to the caller's protocol function, if there is one.
   virtual void ForwardProtocolText(const char* text);
 

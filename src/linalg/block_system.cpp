@@ -12,6 +12,8 @@ constexpr double kSmallestPivot = 1e-12;
 constexpr std::uint32_t kLargestBlock = 16;
 // Fewer links than this are searched one after the other.
 constexpr std::uint32_t kFewLinks = 16;
+// Blocks of an observation that are handed to the kernel together.
+constexpr std::uint32_t kProductsAtOnce = 16;
 
 // The inverse of a symmetric positive definite block by rows, n <= 6, from its factors P = L D L^T
 // with ones on the diagonal of L. False when P is not positive definite.
@@ -52,28 +54,6 @@ bool InvertPositive(const double* block, std::uint32_t n, double* inverse) {
   return true;
 }
 
-// block(p, q) += sum over r of weighted(r, p) b(r, q), block by rows.
-template <std::uint32_t N, typename Rows>
-void AddOuter(double* block,
-              std::size_t stride,
-              const Rows& weighted,
-              std::uint32_t firstP,
-              std::uint32_t rows,
-              const Rows& b,
-              std::uint32_t firstQ,
-              std::uint32_t columns) {
-  for (std::uint32_t p = 0; p < rows; ++p) {
-    double factors[N];
-    for (std::uint32_t r = 0; r < N; ++r) factors[r] = weighted[r][firstP + p];
-    double* row = block + p * stride;
-    for (std::uint32_t q = 0; q < columns; ++q) {
-      double sum = row[q];
-      for (std::uint32_t r = 0; r < N; ++r) sum += factors[r] * b[r][firstQ + q];
-      row[q] = sum;
-    }
-  }
-}
-
 }  // namespace
 
 // At most as many groups as a row has entries.
@@ -84,23 +64,15 @@ struct BlockSystem::Spread {
   std::array<std::uint32_t, DesignRow::kCapacity> firsts;  // first column of a group
   std::uint32_t rows = 0;
   static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
-  std::array<std::array<double, kColumns>, 3> a;
-  std::array<std::array<double, kColumns>, 3> weighted;
+  // By rows of kColumns.
+  std::array<double, 3 * kColumns> a;
+  std::array<double, 3 * kColumns> weighted;
 
-  // Adds the share of the groups i, of n unknowns, and j, of m, to their block.
-  void AddTo(double* block,
-             std::size_t stride,
-             std::uint32_t i,
-             std::uint32_t n,
-             std::uint32_t j,
-             std::uint32_t m) const {
-    if (rows == 2)
-      AddOuter<2>(block, stride, weighted, firsts[i], n, a, firsts[j], m);
-    else if (rows == 1)
-      AddOuter<1>(block, stride, weighted, firsts[i], n, a, firsts[j], m);
-    else
-      AddOuter<3>(block, stride, weighted, firsts[i], n, a, firsts[j], m);
+  double* Row(std::uint32_t r) noexcept { return a.data() + r * kColumns; }
+  [[nodiscard]] const double* Row(std::uint32_t r) const noexcept {
+    return a.data() + r * kColumns;
   }
+  double* WeightedRow(std::uint32_t r) noexcept { return weighted.data() + r * kColumns; }
 };
 
 void BlockSystem::SetLayout(const SystemLayout& layout) {
@@ -153,7 +125,7 @@ std::uint32_t BlockSystem::Open(std::uint32_t group, Spread& spread) const {
     if (spread.groups[i] == group) return i;
   const std::uint32_t end = spread.columns + fGroups[group].size;
   for (std::uint32_t r = 0; r < spread.rows; ++r)
-    for (std::uint32_t c = spread.columns; c < end; ++c) spread.a[r][c] = 0.0;
+    for (std::uint32_t c = spread.columns; c < end; ++c) spread.Row(r)[c] = 0.0;
   spread.groups[spread.count] = group;
   spread.firsts[spread.count] = spread.columns;
   spread.columns = end;
@@ -178,15 +150,15 @@ void BlockSystem::SpreadRows(std::span<const DesignRow> rows, Spread& spread) co
     for (std::uint32_t e = 0; e < rows[0].size(); ++e) {
       const std::uint32_t column = rows[0][e].column;
       enter(column);
-      spread.a[0][offset + column] += rows[0][e].coefficient;
-      spread.a[1][offset + column] += rows[1][e].coefficient;
+      spread.Row(0)[offset + column] += rows[0][e].coefficient;
+      spread.Row(1)[offset + column] += rows[1][e].coefficient;
     }
     return;
   }
   for (std::uint32_t r = 0; r < spread.rows; ++r)
     for (const DesignEntry& entry : rows[r]) {
       enter(entry.column);
-      spread.a[r][offset + entry.column] += entry.coefficient;
+      spread.Row(r)[offset + entry.column] += entry.coefficient;
     }
 }
 
@@ -224,26 +196,42 @@ void BlockSystem::AddSpread(Spread& spread, const double* weights, const double*
   }
   for (std::uint32_t r = 0; r < spread.rows; ++r)
     for (std::uint32_t c = 0; c < spread.columns; ++c)
-      spread.weighted[r][c] = weights[r] * spread.a[r][c];
+      spread.WeightedRow(r)[c] = weights[r] * spread.Row(r)[c];
+  ProductBlock products[kProductsAtOnce];
+  std::uint32_t count = 0;
+  const auto flush = [&] {
+    AddProducts(
+        {products, count}, spread.rows, spread.weighted.data(), spread.a.data(), Spread::kColumns);
+    count = 0;
+  };
+  const auto add = [&](double* to,
+                       std::size_t stride,
+                       std::uint32_t i,
+                       std::uint32_t rows,
+                       std::uint32_t j,
+                       std::uint32_t columns) {
+    if (count == kProductsAtOnce) flush();
+    products[count++] = {to, stride, spread.firsts[i], rows, spread.firsts[j], columns};
+  };
   for (std::uint32_t i = 0; i < spread.count; ++i) {
     const std::uint32_t from = spread.groups[i];
     const Group& group = fGroups[from];
     for (std::uint32_t r = 0; r < spread.rows; ++r)
       for (std::uint32_t p = 0; p < group.size; ++p)
-        fRhs[group.start + p] += spread.weighted[r][spread.firsts[i] + p] * misclosures[r];
-    if (fArranged)
-      spread.AddTo(fValues.data() + group.diagonal, group.size, i, group.size, i, group.size);
+        fRhs[group.start + p] += spread.WeightedRow(r)[spread.firsts[i] + p] * misclosures[r];
+    if (fArranged) add(fValues.data() + group.diagonal, group.size, i, group.size, i, group.size);
     for (std::uint32_t j = 0; j < spread.count; ++j) {
       const std::uint32_t to = spread.groups[j];
       // Of a pair one group keeps the block.
       if (from == to || fGroups[to].leads || (!group.leads && to < from)) continue;
       const Link* link = fArranged ? FindLink(from, to) : nullptr;
       if (link != nullptr)
-        spread.AddTo(fValues.data() + link->offset, link->stride, i, group.size, j, link->size);
+        add(fValues.data() + link->offset, link->stride, i, group.size, j, link->size);
       else
         Record(from, to);
     }
   }
+  flush();
 }
 
 void BlockSystem::AddEquation(const DesignRow& row, double weight, double misclosure) {
@@ -273,7 +261,14 @@ void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double v
   }
   if (fGroups[a].leads && fGroups[b].leads) Demote(b);
   const bool aKeeps = fGroups[a].leads || (!fGroups[b].leads && a < b);
-  const Link* link = fArranged ? FindLink(aKeeps ? a : b, aKeeps ? b : a) : nullptr;
+  // A constraint stores the elements of one group one after the other.
+  const std::uint32_t from = aKeeps ? a : b;
+  const std::uint32_t to = aKeeps ? b : a;
+  if (!fArranged || fStoredFrom != from || fStoredLink == nullptr || fStoredLink->group != to) {
+    fStoredFrom = from;
+    fStoredLink = fArranged ? FindLink(from, to) : nullptr;
+  }
+  const Link* link = fStoredLink;
   if (link == nullptr) {
     Record(a, b);
     return;
@@ -301,6 +296,7 @@ bool BlockSystem::Seal() {
 }
 
 void BlockSystem::ArrangeBlocks() {
+  fStoredLink = nullptr;
   fLinks.clear();
   fTrailing.clear();
   std::size_t values = 0;
@@ -326,8 +322,9 @@ void BlockSystem::ArrangeBlocks() {
     values += std::size_t{group.size} * group.width;
   }
   fValues.assign(values, 0.0);
-  fScaled.assign(values, 0.0);
-  fCross.assign(values, 0.0);
+  // Both are written whole before they are read.
+  fScaled = std::make_unique_for_overwrite<double[]>(values);
+  fCross = std::make_unique_for_overwrite<double[]>(values);
 }
 
 void BlockSystem::ArrangeReduced() {
@@ -415,8 +412,7 @@ bool BlockSystem::InvertLeading() {
   for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
     const Group& group = fGroups[g];
     if (!group.leads ||
-        InvertPositive(
-            fValues.data() + group.diagonal, group.size, fScaled.data() + group.diagonal))
+        InvertPositive(fValues.data() + group.diagonal, group.size, fScaled.get() + group.diagonal))
       continue;
     allInverted = false;
     Demote(g);
@@ -487,20 +483,9 @@ void BlockSystem::FillReduced() {
 
 // Y = P^-1 W, and W^T Y leaves the reduced system.
 void BlockSystem::ReduceLeading(const Group& group) {
-  const std::uint32_t n = group.size;
-  const std::size_t width = group.width;
   const double* w = fValues.data() + group.coupling;
-  double* y = fScaled.data() + group.coupling;
-  const double* inverse = fScaled.data() + group.diagonal;
-  for (std::uint32_t i = 0; i < n; ++i) {
-    double* row = y + i * width;
-    std::fill_n(row, width, 0.0);
-    for (std::uint32_t k = 0; k < n; ++k) {
-      const double factor = inverse[i * n + k];
-      const double* from = w + k * width;
-      for (std::size_t c = 0; c < width; ++c) row[c] += factor * from[c];
-    }
-  }
+  double* y = fScaled.get() + group.coupling;
+  MultiplyRows(group.size, group.width, fScaled.get() + group.diagonal, w, y);
   SubtractShares(BlocksOf(group), w, y, fReduced.Values().data());
 }
 
@@ -514,6 +499,7 @@ LeadingBlocks BlockSystem::BlocksOf(const Group& group) const noexcept {
 
 void BlockSystem::SolveWith(std::vector<double>& x) const {
   std::vector<double> reduced(fReduced.Unknowns());
+  std::vector<double> gathered;  // of one leading group's links, side by side
   for (const std::uint32_t g : fTrailing) {
     const Group& group = fGroups[g];
     std::copy_n(
@@ -521,15 +507,16 @@ void BlockSystem::SolveWith(std::vector<double>& x) const {
   }
   for (const Group& group : fGroups) {
     if (!group.leads) continue;
-    const double* n = x.data() + group.start;
-    const double* y = fScaled.data() + group.coupling;
-    for (std::uint32_t l = 0; l < group.links; ++l) {
-      const Link& link = fLinks[group.firstLink + l];
-      double* target = reduced.data() + fReduced.Start(fGroups[link.group].trailing);
-      const double* block = y + (link.offset - group.coupling);
-      for (std::uint32_t i = 0; i < group.size; ++i)
-        for (std::uint32_t j = 0; j < link.size; ++j)
-          target[j] -= block[i * link.stride + j] * n[i];
+    gathered.assign(group.width, 0.0);
+    for (std::uint32_t i = 0; i < group.size; ++i) {
+      const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
+      const double factor = x[group.start + i];
+      for (std::uint32_t c = 0; c < group.width; ++c) gathered[c] += y[c] * factor;
+    }
+    const double* from = gathered.data();
+    for (const Link& link : LinksOf(group)) {
+      double* to = reduced.data() + fReduced.Start(fGroups[link.group].trailing);
+      for (std::uint32_t j = 0; j < link.size; ++j) to[j] -= *from++;
     }
   }
   fReduced.Solve(reduced);
@@ -539,19 +526,18 @@ void BlockSystem::SolveWith(std::vector<double>& x) const {
           reduced.begin() + fReduced.Start(group.trailing), group.size, x.begin() + group.start);
       continue;
     }
+    gathered.resize(group.width);
+    double* to = gathered.data();
+    for (const Link& link : LinksOf(group))
+      to =
+          std::copy_n(reduced.data() + fReduced.Start(fGroups[link.group].trailing), link.size, to);
     double result[kLargestLeading] = {};
-    const double* inverse = fScaled.data() + group.diagonal;
-    for (std::uint32_t i = 0; i < group.size; ++i)
+    const double* inverse = fScaled.get() + group.diagonal;
+    for (std::uint32_t i = 0; i < group.size; ++i) {
       for (std::uint32_t k = 0; k < group.size; ++k)
         result[i] += inverse[i * group.size + k] * x[group.start + k];
-    const double* y = fScaled.data() + group.coupling;
-    for (std::uint32_t l = 0; l < group.links; ++l) {
-      const Link& link = fLinks[group.firstLink + l];
-      const double* known = reduced.data() + fReduced.Start(fGroups[link.group].trailing);
-      const double* block = y + (link.offset - group.coupling);
-      for (std::uint32_t i = 0; i < group.size; ++i)
-        for (std::uint32_t j = 0; j < link.size; ++j)
-          result[i] -= block[i * link.stride + j] * known[j];
+      const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
+      for (std::uint32_t c = 0; c < group.width; ++c) result[i] -= y[c] * gathered[c];
     }
     std::copy_n(result, group.size, x.begin() + group.start);
   }
@@ -576,11 +562,11 @@ void BlockSystem::ComputeCofactors() {
 void BlockSystem::CofactorsOf(const Group& group) {
   const std::uint32_t n = group.size;
   const std::size_t width = group.width;
-  const double* y = fScaled.data() + group.coupling;
-  double* cross = fCross.data() + group.coupling;
+  const double* y = fScaled.get() + group.coupling;
+  double* cross = fCross.get() + group.coupling;
   MultiplyByInverse(BlocksOf(group), y, fReduced.Inverse().data(), cross);
-  const double* block = fScaled.data() + group.diagonal;
-  double* own = fCross.data() + group.diagonal;
+  const double* block = fScaled.get() + group.diagonal;
+  double* own = fCross.get() + group.diagonal;
   for (std::uint32_t i = 0; i < n; ++i)
     for (std::uint32_t k = 0; k <= i; ++k) {
       double sum = block[i * n + k];
@@ -594,7 +580,7 @@ bool BlockSystem::BlockOf(std::uint32_t a, std::uint32_t b, double* block) const
   const Group& gb = fGroups[b];
   if (ga.leads || gb.leads) {
     if (a == b) {
-      std::copy_n(fCross.data() + ga.diagonal, std::size_t{ga.size} * ga.size, block);
+      std::copy_n(fCross.get() + ga.diagonal, std::size_t{ga.size} * ga.size, block);
       return true;
     }
     const bool aLeads = ga.leads;
@@ -645,8 +631,8 @@ void BlockSystem::CofactorForms(std::span<DesignRow> rows, double* forms) const 
       const std::uint32_t m = fGroups[spread.groups[j]].size;
       if (!BlockOf(spread.groups[i], spread.groups[j], block)) continue;
       for (std::uint32_t r = 0; r < spread.rows; ++r) {
-        const double* a = spread.a[r].data() + spread.firsts[i];
-        const double* b = spread.a[r].data() + spread.firsts[j];
+        const double* a = spread.Row(r) + spread.firsts[i];
+        const double* b = spread.Row(r) + spread.firsts[j];
         double sum = 0.0;
         for (std::uint32_t p = 0; p < n; ++p) {
           double part = 0.0;

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -103,6 +104,9 @@ class BlockSystem final : public NormalSystem {
   bool InvertLeading();
   void Demote(std::uint32_t group);
   void ReduceLeading(const Group& group);
+  [[nodiscard]] std::span<const Link> LinksOf(const Group& group) const noexcept {
+    return std::span(fLinks).subspan(group.firstLink, group.links);
+  }
   [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
   void SubstituteBack();
@@ -127,12 +131,15 @@ class BlockSystem final : public NormalSystem {
   bool fArranged = false;
 
   std::vector<Link> fLinks;
+  // The block that a constraint stored into last.
+  std::uint32_t fStoredFrom = kNone;
+  const Link* fStoredLink = nullptr;
   std::vector<LeadingLink> fJoined;
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
-  std::vector<double> fValues;  // diagonal blocks, W, couplings as assembled
-  std::vector<double> fScaled;  // at the places of fValues: P^-1 and Y
-  std::vector<double> fCross;   // at the places of fValues: Q_ii and Q_ir
+  std::vector<double> fValues;        // diagonal blocks, W, couplings as assembled
+  std::unique_ptr<double[]> fScaled;  // at the places of fValues: P^-1 and Y
+  std::unique_ptr<double[]> fCross;   // at the places of fValues: Q_ii and Q_ir
   std::vector<double> fRhs, fSolution, fDiagonal;
 };
 

@@ -8,25 +8,30 @@ namespace {
 
 using dense::Variant;
 
-// A link's rows are taken in pieces whose size is known to the compiler. Pieces are independent: a
-// result does not depend on how its rows are cut.
+// N doubles side by side.
+template <std::uint32_t N>
+struct Lanes {
+  typedef double Type
+      __attribute__((vector_size(N * sizeof(double)), aligned(alignof(double)), may_alias));
+};
+template <std::uint32_t N>
+using LanesOf = typename Lanes<N>::Type;
+
+// The unknowns of a link are taken in pieces of a size that the compiler knows. Pieces are
+// independent: a result does not depend on how they are cut.
 template <typename Piece>
-[[gnu::always_inline]] inline void InPieces(std::uint32_t rows, Piece piece) {
+[[gnu::always_inline]] inline void InPieces(std::uint32_t size, Piece piece) {
   std::uint32_t first = 0;
-  for (; rows - first >= 8; first += 8) piece.template operator()<8>(first);
-  if (rows - first >= 6) {
-    piece.template operator()<6>(first);
-    first += 6;
-  }
-  if (rows - first >= 4) {
+  for (; size - first >= 8; first += 8) piece.template operator()<8>(first);
+  if (size - first >= 4) {
     piece.template operator()<4>(first);
     first += 4;
   }
-  if (rows - first >= 2) {
+  if (size - first >= 2) {
     piece.template operator()<2>(first);
     first += 2;
   }
-  if (rows - first == 1) piece.template operator()<1>(first);
+  if (size - first == 1) piece.template operator()<1>(first);
 }
 
 // to(i, j) -= sum over r of a(r, i) b(r, j) for i < N. A depth D of 0 stands for one that is known
@@ -39,16 +44,15 @@ template <std::uint32_t D, std::uint32_t N>
                                                  std::size_t width,
                                                  std::uint32_t depth,
                                                  std::uint32_t columns) {
+  using V = LanesOf<N>;
   const std::uint32_t d = D == 0 ? depth : D;
+  V rows[6];
+  for (std::uint32_t r = 0; r < d; ++r) rows[r] = *reinterpret_cast<const V*>(a + r * width);
   for (std::uint32_t j = 0; j < columns; ++j) {
-    double* column = to + j * stride;
-    double sum[N];
-    for (std::uint32_t i = 0; i < N; ++i) sum[i] = column[i];
-    for (std::uint32_t r = 0; r < d; ++r) {
-      const double factor = b[r * width + j];
-      for (std::uint32_t i = 0; i < N; ++i) sum[i] -= a[r * width + i] * factor;
-    }
-    for (std::uint32_t i = 0; i < N; ++i) column[i] = sum[i];
+    V* column = reinterpret_cast<V*>(to + j * stride);
+    V sum = *column;
+    for (std::uint32_t r = 0; r < d; ++r) sum -= rows[r] * b[r * width + j];
+    *column = sum;
   }
 }
 
@@ -74,7 +78,7 @@ template <std::uint32_t D>
     }
 }
 
-// cross(:, rows) -= Y(:, columns) Q^T
+// cross(:, rows) -= Y(:, columns) Q^T for N rows
 template <std::uint32_t D, std::uint32_t N>
 [[gnu::always_inline]] inline void SubtractAlong(double* cross,
                                                  const double* y,
@@ -83,35 +87,36 @@ template <std::uint32_t D, std::uint32_t N>
                                                  std::size_t stride,
                                                  std::uint32_t depth,
                                                  std::uint32_t columns) {
+  using V = LanesOf<N>;
   const std::uint32_t d = D == 0 ? depth : D;
-  for (std::uint32_t r = 0; r < d; ++r) {
-    double sum[N];
-    for (std::uint32_t i = 0; i < N; ++i) sum[i] = cross[r * width + i];
-    for (std::uint32_t j = 0; j < columns; ++j) {
-      const double factor = y[r * width + j];
-      for (std::uint32_t i = 0; i < N; ++i) sum[i] -= factor * q[j * stride + i];
-    }
-    for (std::uint32_t i = 0; i < N; ++i) cross[r * width + i] = sum[i];
+  V sum[6];
+  for (std::uint32_t r = 0; r < d; ++r) sum[r] = *reinterpret_cast<const V*>(cross + r * width);
+  for (std::uint32_t j = 0; j < columns; ++j) {
+    const V column = *reinterpret_cast<const V*>(q + j * stride);
+    for (std::uint32_t r = 0; r < d; ++r) sum[r] -= column * y[r * width + j];
   }
+  for (std::uint32_t r = 0; r < d; ++r) *reinterpret_cast<V*>(cross + r * width) = sum[r];
 }
 
-// cross(:, columns) -= Y(:, rows) Q
-template <std::uint32_t D>
+// cross(:, columns) -= Y(:, rows) Q for N columns
+template <std::uint32_t D, std::uint32_t N>
 [[gnu::always_inline]] inline void SubtractAcross(double* cross,
                                                   const double* y,
                                                   std::size_t width,
                                                   const double* q,
                                                   std::size_t stride,
                                                   std::uint32_t depth,
-                                                  std::uint32_t rows,
-                                                  std::uint32_t columns) {
+                                                  std::uint32_t rows) {
+  using V = LanesOf<N>;
   const std::uint32_t d = D == 0 ? depth : D;
-  for (std::uint32_t j = 0; j < columns; ++j) {
-    double sum[6] = {};
-    for (std::uint32_t i = 0; i < rows; ++i)
-      for (std::uint32_t r = 0; r < d; ++r) sum[r] += y[r * width + i] * q[j * stride + i];
-    for (std::uint32_t r = 0; r < d; ++r) cross[r * width + j] -= sum[r];
+  V sum[6];
+  for (std::uint32_t r = 0; r < d; ++r) sum[r] = *reinterpret_cast<const V*>(cross + r * width);
+  for (std::uint32_t i = 0; i < rows; ++i) {
+    V row;
+    for (std::uint32_t j = 0; j < N; ++j) row[j] = q[j * stride + i];
+    for (std::uint32_t r = 0; r < d; ++r) sum[r] -= row * y[r * width + i];
   }
+  for (std::uint32_t r = 0; r < d; ++r) *reinterpret_cast<V*>(cross + r * width) = sum[r];
 }
 
 template <std::uint32_t D>
@@ -135,15 +140,16 @@ template <std::uint32_t D>
                             blocks.n,
                             columns.size);
       });
-      if (x != z)
-        SubtractAcross<D>(cross + columns.first,
-                          y + rows.first,
-                          blocks.width,
-                          q,
-                          pair->stride,
-                          blocks.n,
-                          rows.size,
-                          columns.size);
+      if (x == z) continue;
+      InPieces(columns.size, [&]<std::uint32_t N>(std::uint32_t first) {
+        SubtractAcross<D, N>(cross + columns.first + first,
+                             y + rows.first,
+                             blocks.width,
+                             q + first * std::size_t{pair->stride},
+                             pair->stride,
+                             blocks.n,
+                             rows.size);
+      });
     }
 }
 
@@ -167,11 +173,82 @@ template <std::uint32_t D>
     InverseBody<0>(blocks, y, inverse, cross);
 }
 
+template <std::uint32_t D>
+[[gnu::always_inline]] inline void RowsBody(
+    std::uint32_t depth, std::size_t width, const double* inverse, const double* w, double* y) {
+  const std::uint32_t d = D == 0 ? depth : D;
+  InPieces(static_cast<std::uint32_t>(width), [&]<std::uint32_t N>(std::uint32_t first) {
+    using V = LanesOf<N>;
+    V rows[6];
+    for (std::uint32_t r = 0; r < d; ++r)
+      rows[r] = *reinterpret_cast<const V*>(w + r * width + first);
+    for (std::uint32_t i = 0; i < d; ++i) {
+      V sum = rows[0] * inverse[i * d];
+      for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * inverse[i * d + r];
+      *reinterpret_cast<V*>(y + i * width + first) = sum;
+    }
+  });
+}
+
+[[gnu::always_inline]] inline void Rows(
+    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
+  if (n == 3)
+    RowsBody<3>(n, width, inverse, w, y);
+  else
+    RowsBody<0>(n, width, inverse, w, y);
+}
+
+template <std::uint32_t C>
+[[gnu::always_inline]] inline void ProductsBody(std::span<const ProductBlock> blocks,
+                                                const double* weighted,
+                                                const double* a,
+                                                std::size_t width) {
+  for (const ProductBlock& block : blocks)
+    InPieces(block.columns, [&]<std::uint32_t N>(std::uint32_t first) {
+      using V = LanesOf<N>;
+      V columns[C];
+      for (std::uint32_t r = 0; r < C; ++r)
+        columns[r] = *reinterpret_cast<const V*>(a + r * width + block.firstColumn + first);
+      for (std::uint32_t p = 0; p < block.rows; ++p) {
+        V* to = reinterpret_cast<V*>(block.to + p * block.stride + first);
+        V sum = *to;
+        for (std::uint32_t r = 0; r < C; ++r)
+          sum += columns[r] * weighted[r * width + block.firstRow + p];
+        *to = sum;
+      }
+    });
+}
+
+[[gnu::always_inline]] inline void Products(std::span<const ProductBlock> blocks,
+                                            std::uint32_t components,
+                                            const double* weighted,
+                                            const double* a,
+                                            std::size_t width) {
+  if (components == 2)
+    ProductsBody<2>(blocks, weighted, a, width);
+  else if (components == 1)
+    ProductsBody<1>(blocks, weighted, a, width);
+  else
+    ProductsBody<3>(blocks, weighted, a, width);
+}
+
+using ProductBlocks = std::span<const ProductBlock>;
+
 struct Kernels {
+  void (*rows)(std::uint32_t, std::size_t, const double*, const double*, double*);
+  void (*products)(ProductBlocks, std::uint32_t, const double*, const double*, std::size_t);
   void (*shares)(const LeadingBlocks&, const double*, const double*, double*);
   void (*inverse)(const LeadingBlocks&, const double*, const double*, double*);
 };
 
+void RowsPortable(
+    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
+  Rows(n, width, inverse, w, y);
+}
+void ProductsPortable(
+    ProductBlocks blocks, std::uint32_t n, const double* weighted, const double* a, std::size_t w) {
+  Products(blocks, n, weighted, a, w);
+}
 void SharesPortable(const LeadingBlocks& blocks,
                     const double* w,
                     const double* y,
@@ -185,6 +262,14 @@ void InversePortable(const LeadingBlocks& blocks,
   Inverse(blocks, y, inverse, cross);
 }
 #if defined(__x86_64__)
+[[gnu::target("avx2")]] void RowsAvx2(
+    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
+  Rows(n, width, inverse, w, y);
+}
+[[gnu::target("avx2")]] void ProductsAvx2(
+    ProductBlocks blocks, std::uint32_t n, const double* weighted, const double* a, std::size_t w) {
+  Products(blocks, n, weighted, a, w);
+}
 [[gnu::target("avx2")]] void SharesAvx2(const LeadingBlocks& blocks,
                                         const double* w,
                                         const double* y,
@@ -196,6 +281,14 @@ void InversePortable(const LeadingBlocks& blocks,
                                          const double* inverse,
                                          double* cross) {
   Inverse(blocks, y, inverse, cross);
+}
+[[gnu::target("avx512f")]] void RowsAvx512(
+    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
+  Rows(n, width, inverse, w, y);
+}
+[[gnu::target("avx512f")]] void ProductsAvx512(
+    ProductBlocks blocks, std::uint32_t n, const double* weighted, const double* a, std::size_t w) {
+  Products(blocks, n, weighted, a, w);
 }
 [[gnu::target("avx512f")]] void SharesAvx512(const LeadingBlocks& blocks,
                                              const double* w,
@@ -213,11 +306,11 @@ void InversePortable(const LeadingBlocks& blocks,
 
 Kernels KernelsOf(Variant variant) noexcept {
 #if defined(__x86_64__)
-  if (variant == Variant::Avx512) return {SharesAvx512, InverseAvx512};
-  if (variant == Variant::Avx2) return {SharesAvx2, InverseAvx2};
+  if (variant == Variant::Avx512) return {RowsAvx512, ProductsAvx512, SharesAvx512, InverseAvx512};
+  if (variant == Variant::Avx2) return {RowsAvx2, ProductsAvx2, SharesAvx2, InverseAvx2};
 #endif
   static_cast<void>(variant);
-  return {SharesPortable, InversePortable};
+  return {RowsPortable, ProductsPortable, SharesPortable, InversePortable};
 }
 
 const Kernels& Best() noexcept {
@@ -230,6 +323,37 @@ const Kernels& Best() noexcept {
 }
 
 }  // namespace
+
+void MultiplyRows(
+    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
+  Best().rows(n, width, inverse, w, y);
+}
+
+void MultiplyRows(Variant variant,
+                  std::uint32_t n,
+                  std::size_t width,
+                  const double* inverse,
+                  const double* w,
+                  double* y) {
+  KernelsOf(variant).rows(n, width, inverse, w, y);
+}
+
+void AddProducts(ProductBlocks blocks,
+                 std::uint32_t components,
+                 const double* weighted,
+                 const double* a,
+                 std::size_t width) {
+  Best().products(blocks, components, weighted, a, width);
+}
+
+void AddProducts(Variant variant,
+                 ProductBlocks blocks,
+                 std::uint32_t components,
+                 const double* weighted,
+                 const double* a,
+                 std::size_t width) {
+  KernelsOf(variant).products(blocks, components, weighted, a, width);
+}
 
 void SubtractShares(const LeadingBlocks& blocks,
                     const double* w,

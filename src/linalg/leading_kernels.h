@@ -4,8 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace vermo {
+
+// What the engine on blocks does for every observation and for every leading group, in the widest
+// vector code of the machine; all variants give the same bits.
 
 // What one leading group does to the reduced system and takes from it. The group has n unknowns (at
 // most 6) and links to trailing groups; W, Y and Q_ir are blocks of n rows by `width` columns, by
@@ -32,6 +36,10 @@ struct LeadingBlocks {
   const LeadingPair* pair;
 };
 
+// y = P^-1 w for n rows of `width` columns.
+void MultiplyRows(
+    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y);
+
 // reduced -= W^T Y at the places of all pairs.
 void SubtractShares(const LeadingBlocks& blocks, const double* w, const double* y, double* reduced);
 
@@ -41,7 +49,38 @@ void MultiplyByInverse(const LeadingBlocks& blocks,
                        const double* inverse,
                        double* cross);
 
+// One block that an observation adds to, by rows: the run of its columns that gives the rows and
+// the one that gives the columns.
+struct ProductBlock {
+  double* to;
+  std::size_t stride;
+  std::uint32_t firstRow;
+  std::uint32_t rows;
+  std::uint32_t firstColumn;
+  std::uint32_t columns;
+};
+
+// to(p, q) += sum over the components r of weighted(r, p) a(r, q), for up to three components; both
+// by rows of `width` columns.
+void AddProducts(std::span<const ProductBlock> blocks,
+                 std::uint32_t components,
+                 const double* weighted,
+                 const double* a,
+                 std::size_t width);
+
 // The variants behind them, for tests.
+void MultiplyRows(dense::Variant variant,
+                  std::uint32_t n,
+                  std::size_t width,
+                  const double* inverse,
+                  const double* w,
+                  double* y);
+void AddProducts(dense::Variant variant,
+                 std::span<const ProductBlock> blocks,
+                 std::uint32_t components,
+                 const double* weighted,
+                 const double* a,
+                 std::size_t width);
 void SubtractShares(dense::Variant variant,
                     const LeadingBlocks& blocks,
                     const double* w,

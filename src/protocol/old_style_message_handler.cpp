@@ -191,6 +191,8 @@ void OldStyleMessageHandler::ReportBlunderCount(std::uint32_t count) {
 }
 
 void OldStyleMessageHandler::RunFinished(const ProtocolResults& results) {
+  // Tables that nobody would see are not put together.
+  if (!fFile.is_open() && (fTarget == nullptr || !fTarget->IsListening())) return;
   Write(kFinished);
   WriteConstraintTranslation(*results.translation);
   WriteConstraintRotation(*results.rotation);

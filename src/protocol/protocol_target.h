@@ -8,6 +8,8 @@ class ProtocolTarget {
  public:
   virtual ~ProtocolTarget() = default;
   virtual void OnProtocolText(const char* text) = 0;
+  // Whether anybody hears the texts at this moment.
+  [[nodiscard]] virtual bool IsListening() const { return true; }
 
  protected:
   ProtocolTarget() = default;
