@@ -1,8 +1,8 @@
 # The short road. Everything here is plain CMake; see README.md for the presets.
 #
-#   make demo    set up, build, adjust two examples, print their summaries
+#   make demo    set up, build, adjust three examples, print their summaries
 #   make test    set up, build, run the whole suite
-#   make bench   set up, build, run the benchmarks
+#   make bench   set up, build, run the benchmarks: stages, then whole runs beside a peer
 #   make check   formatting and static analysis
 #   make asan    the suite under the address and undefined behaviour sanitizers
 
@@ -10,6 +10,10 @@ PACKAGES = g++ cmake ninja-build libcli11-dev libtomlplusplus-dev libcsv-dev \
            nlohmann-json3-dev libfmt-dev
 TEST_PACKAGES = libgtest-dev libgmock-dev binutils
 BENCH_PACKAGES = libbenchmark-dev
+# What whole runs are compared with; `make bench PEER_PACKAGES=` does without.
+PEER_PACKAGES = libceres-dev libopenblas-dev
+# Of cardo_compare: `make bench BENCH_OPTIONS="--network facade dome-100"` for these two alone.
+BENCH_OPTIONS =
 CHECK_PACKAGES = clang clang-format clang-tidy
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
@@ -36,6 +40,8 @@ demo:
 	@build/demo/cli/cardo-bundle adjust examples/camera-calibration --output build/demo/camera-calibration
 	@echo
 	@build/demo/cli/cardo-bundle adjust examples/gross-errors --output build/demo/gross-errors
+	@echo
+	@build/demo/cli/cardo-bundle adjust examples/facade --output build/demo/facade
 
 test:
 	$(call install,$(PACKAGES) $(TEST_PACKAGES))
@@ -50,10 +56,12 @@ asan:
 	ctest --preset asan -j $(JOBS)
 
 bench:
-	$(call install,$(PACKAGES) $(BENCH_PACKAGES))
+	$(call install,$(PACKAGES) $(BENCH_PACKAGES) $(PEER_PACKAGES))
 	cmake --preset release -DCARDO_BUNDLE_BUILD_TESTS=OFF -DCARDO_BUNDLE_BUILD_BENCH=ON -B build/bench
-	cmake --build build/bench -j $(JOBS) --target cardo_bench
-	build/bench/bench/cardo_bench
+	cmake --build build/bench -j $(JOBS) --target cardo_bench cardo_compare
+	build/bench/bench/cardo_bench --benchmark_min_time=0.2
+	build/bench/bench/cardo_compare --work build/bench/networks \
+	  --note "commit $$(git describe --always --dirty 2>/dev/null || echo unknown)" $(BENCH_OPTIONS)
 
 check: format-check tidy
 
