@@ -14,6 +14,8 @@ constexpr std::uint32_t kLargestBlock = 16;
 constexpr std::uint32_t kFewLinks = 16;
 // Blocks of an observation that are handed to the kernel together.
 constexpr std::uint32_t kProductsAtOnce = 16;
+// So many trailing groups that a table of all their pairs is small beside the rest.
+constexpr std::size_t kMostKnownBlocks = 1200;
 
 // The inverse of a symmetric positive definite block by rows, n <= 6, from its factors P = L D L^T
 // with ones on the diagonal of L. False when P is not positive definite.
@@ -63,10 +65,11 @@ struct BlockSystem::Spread {
   std::array<std::uint32_t, DesignRow::kCapacity> groups;
   std::array<std::uint32_t, DesignRow::kCapacity> firsts;  // first column of a group
   std::uint32_t rows = 0;
+  static constexpr std::size_t kRows = 3;
   static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
   // By rows of kColumns.
-  std::array<double, 3 * kColumns> a;
-  std::array<double, 3 * kColumns> weighted;
+  std::array<double, kRows * kColumns> a;
+  std::array<double, kRows * kColumns> weighted;
 
   double* Row(std::uint32_t r) noexcept { return a.data() + r * kColumns; }
   [[nodiscard]] const double* Row(std::uint32_t r) const noexcept {
@@ -244,8 +247,11 @@ void BlockSystem::AddEquations(std::span<DesignRow> rows,
                                const double* weights,
                                const double* misclosures) {
   Spread spread;
-  SpreadRows(rows, spread);
-  AddSpread(spread, weights, misclosures);
+  for (std::size_t first = 0; first < rows.size(); first += Spread::kRows) {
+    const std::size_t count = std::min(rows.size() - first, Spread::kRows);
+    SpreadRows(rows.subspan(first, count), spread);
+    AddSpread(spread, weights + first, misclosures + first);
+  }
 }
 
 void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double value) {
@@ -371,10 +377,23 @@ void BlockSystem::ArrangeReduced() {
 void BlockSystem::ArrangePairs() {
   fPairs.clear();
   fJoined.clear();
-  const auto add = [this](std::uint32_t rows, std::uint32_t columns) {
+  const auto pairOf = [this](std::uint32_t rows, std::uint32_t columns) -> Pair {
     const ReducedSystem::Place place = fReduced.PlaceOf(rows, columns);
     const bool swapped = place.rowStride != 1;
-    fPairs.push_back({place.offset, swapped ? place.rowStride : place.columnStride, swapped});
+    return {place.offset, swapped ? place.rowStride : place.columnStride, swapped};
+  };
+  // The same pairs come with thousands of points: each is looked up once.
+  const std::size_t blockCount = fTrailing.size();
+  std::vector<Pair> known;
+  if (blockCount <= kMostKnownBlocks) known.assign(blockCount * blockCount, Pair{0, 0, false});
+  const auto add = [&](std::uint32_t rows, std::uint32_t columns) {
+    if (known.empty()) {
+      fPairs.push_back(pairOf(rows, columns));
+      return;
+    }
+    Pair& pair = known[rows * blockCount + columns];
+    if (pair.stride == 0) pair = pairOf(rows, columns);
+    fPairs.push_back(pair);
   };
   std::vector<std::uint32_t> blocks;  // the first of each joined link
   for (Group& group : fGroups) {
@@ -622,8 +641,14 @@ double BlockSystem::Cofactor(std::uint32_t row, std::uint32_t column) const {
 
 void BlockSystem::CofactorForms(std::span<DesignRow> rows, double* forms) const {
   Spread spread;
-  SpreadRows(rows, spread);
-  std::fill_n(forms, rows.size(), 0.0);
+  for (std::size_t first = 0; first < rows.size(); first += Spread::kRows) {
+    SpreadRows(rows.subspan(first, std::min(rows.size() - first, Spread::kRows)), spread);
+    FormsOf(spread, forms + first);
+  }
+}
+
+void BlockSystem::FormsOf(const Spread& spread, double* forms) const {
+  std::fill_n(forms, spread.rows, 0.0);
   double block[kLargestBlock * kLargestBlock];
   for (std::uint32_t i = 0; i < spread.count; ++i)
     for (std::uint32_t j = 0; j <= i; ++j) {

@@ -95,12 +95,15 @@ class BlockSystem final : public NormalSystem {
   // The place of a group in the spread, which it gets with zeros if it has none.
   std::uint32_t Open(std::uint32_t group, Spread& spread) const;
   void SpreadRows(std::span<const DesignRow> rows, Spread& spread) const;
+  // Notes that two groups meet and have no block yet.
   void Record(std::uint32_t a, std::uint32_t b);
   [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
   void AddSpread(Spread& spread, const double* weights, const double* misclosures);
+  // Lay out the blocks, the reduced system, and the places of the shares in it.
   void ArrangeBlocks();
   void ArrangeReduced();
   void ArrangePairs();
+  // P^-1 of all leading groups. False when some are singular: they trail from now on.
   bool InvertLeading();
   void Demote(std::uint32_t group);
   void ReduceLeading(const Group& group);
@@ -109,13 +112,14 @@ class BlockSystem final : public NormalSystem {
   }
   [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
-  void SubstituteBack();
   void ComputeCofactors();
   void CofactorsOf(const Group& group);
+  void FormsOf(const Spread& spread, double* forms) const;
   // Q of two groups by rows, when it is one of the blocks that were computed.
   bool BlockOf(std::uint32_t a, std::uint32_t b, double* block) const;
   // The solution for a unit vector.
   void SolveColumn(std::uint32_t column, std::vector<double>& x) const;
+  // x := the solution for the right-hand side x
   void SolveWith(std::vector<double>& x) const;
 
   SystemLayout fLayout;
