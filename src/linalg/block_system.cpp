@@ -95,6 +95,7 @@ void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
   }
   if (fIsNew) {
     fIsNew = false;
+    fStored = {};
     fGroups.clear();
     fGroupOf.assign(fSize, 0);
     for (std::uint32_t g = 0; g + 1 < fLayout.starts.size(); ++g) {
@@ -255,31 +256,41 @@ void BlockSystem::AddEquations(std::span<DesignRow> rows,
 }
 
 void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double value) {
+  // A constraint stores the elements of one block one after the other.
+  if (!fStored.Holds(row, column) && !OpenStored(row, column)) return;
+  *fStored.At(row, column) = value;
+  if (fStored.isDiagonal) *fStored.At(column, row) = value;
+}
+
+bool BlockSystem::OpenStored(std::uint32_t row, std::uint32_t column) {
   const std::uint32_t a = fGroupOf[column];
   const std::uint32_t b = fGroupOf[row];
-  const std::uint32_t i = column - fGroups[a].start;
-  const std::uint32_t j = row - fGroups[b].start;
+  if (a != b && fGroups[a].leads && fGroups[b].leads) Demote(b);
+  const Group& rows = fGroups[b];
+  const Group& columns = fGroups[a];
+  fStored = {};
   if (a == b) {
-    if (!fArranged) return;
-    double* block = fValues.data() + fGroups[a].diagonal;
-    block[i * fGroups[a].size + j] = block[j * fGroups[a].size + i] = value;
-    return;
+    if (!fArranged) return false;
+    fStored.block = fValues.data() + rows.diagonal;
+    fStored.rowStride = rows.size;
+    fStored.columnStride = 1;
+  } else {
+    const bool columnsKeep = columns.leads || (!rows.leads && a < b);
+    const Link* link = fArranged ? FindLink(columnsKeep ? a : b, columnsKeep ? b : a) : nullptr;
+    if (link == nullptr) {
+      Record(a, b);
+      return false;
+    }
+    fStored.block = fValues.data() + link->offset;
+    fStored.rowStride = columnsKeep ? 1 : link->stride;
+    fStored.columnStride = columnsKeep ? link->stride : 1;
   }
-  if (fGroups[a].leads && fGroups[b].leads) Demote(b);
-  const bool aKeeps = fGroups[a].leads || (!fGroups[b].leads && a < b);
-  // A constraint stores the elements of one group one after the other.
-  const std::uint32_t from = aKeeps ? a : b;
-  const std::uint32_t to = aKeeps ? b : a;
-  if (!fArranged || fStoredFrom != from || fStoredLink == nullptr || fStoredLink->group != to) {
-    fStoredFrom = from;
-    fStoredLink = fArranged ? FindLink(from, to) : nullptr;
-  }
-  const Link* link = fStoredLink;
-  if (link == nullptr) {
-    Record(a, b);
-    return;
-  }
-  fValues[link->offset + (aKeeps ? i : j) * link->stride + (aKeeps ? j : i)] = value;
+  fStored.isDiagonal = a == b;
+  fStored.firstRow = rows.start;
+  fStored.rows = rows.size;
+  fStored.firstColumn = columns.start;
+  fStored.columns = columns.size;
+  return true;
 }
 
 void BlockSystem::Demote(std::uint32_t group) {
@@ -287,6 +298,7 @@ void BlockSystem::Demote(std::uint32_t group) {
   fGroups[group].leads = false;
   fComplete = false;
   fArranged = false;
+  fStored = {};
   // Its links change sides: they are learnt afresh.
   for (std::vector<std::uint32_t>& met : fMet) met.clear();
 }
@@ -302,7 +314,7 @@ bool BlockSystem::Seal() {
 }
 
 void BlockSystem::ArrangeBlocks() {
-  fStoredLink = nullptr;
+  fStored = {};
   fLinks.clear();
   fTrailing.clear();
   std::size_t values = 0;

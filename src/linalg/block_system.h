@@ -95,6 +95,8 @@ class BlockSystem final : public NormalSystem {
   // The place of a group in the spread, which it gets with zeros if it has none.
   std::uint32_t Open(std::uint32_t group, Spread& spread) const;
   void SpreadRows(std::span<const DesignRow> rows, Spread& spread) const;
+  // Makes the block of an element the one to store into. False when it has no place yet.
+  bool OpenStored(std::uint32_t row, std::uint32_t column);
   // Notes that two groups meet and have no block yet.
   void Record(std::uint32_t a, std::uint32_t b);
   [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
@@ -136,8 +138,22 @@ class BlockSystem final : public NormalSystem {
 
   std::vector<Link> fLinks;
   // The block that a constraint stored into last.
-  std::uint32_t fStoredFrom = kNone;
-  const Link* fStoredLink = nullptr;
+  struct StoredBlock {
+    double* block = nullptr;
+    std::size_t rowStride = 0;
+    std::size_t columnStride = 0;
+    std::uint32_t firstRow = 0, rows = 0;
+    std::uint32_t firstColumn = 0, columns = 0;
+    bool isDiagonal = false;
+
+    [[nodiscard]] bool Holds(std::uint32_t row, std::uint32_t column) const noexcept {
+      return row - firstRow < rows && column - firstColumn < columns;
+    }
+    [[nodiscard]] double* At(std::uint32_t row, std::uint32_t column) const noexcept {
+      return block + (row - firstRow) * rowStride + (column - firstColumn) * columnStride;
+    }
+  };
+  StoredBlock fStored;
   std::vector<LeadingLink> fJoined;
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
