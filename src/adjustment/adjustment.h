@@ -35,7 +35,7 @@ struct MessungEntry {
 // groups hold the values of the last completed update.
 class Adjustment {
  public:
-  // With the envelope engine, or with another one.
+  // With the engine on blocks, or with another one.
   Adjustment();
   explicit Adjustment(std::unique_ptr<NormalSystem> system);
   virtual ~Adjustment();

@@ -18,8 +18,9 @@ constexpr std::uint32_t kProductsAtOnce = 16;
 constexpr std::size_t kMostKnownBlocks = 1200;
 
 // The inverse of a symmetric positive definite block by rows, n <= 6, from its factors P = L D L^T
-// with ones on the diagonal of L. False when P is not positive definite.
-bool InvertPositive(const double* block, std::uint32_t n, double* inverse) {
+// with ones on the diagonal of L, and its root M = D^-1/2 L^-1 with P^-1 = M^T M. False when P is
+// not positive definite.
+bool InvertPositive(const double* block, std::uint32_t n, double* inverse, double* root) {
   double l[6][6];
   double reciprocal[6];
   for (std::uint32_t i = 0; i < n; ++i) {
@@ -53,6 +54,10 @@ bool InvertPositive(const double* block, std::uint32_t n, double* inverse) {
       for (std::uint32_t k = i; k < n; ++k) sum += m[k][i] * reciprocal[k] * m[k][j];
       inverse[i * n + j] = inverse[j * n + i] = sum;
     }
+  for (std::uint32_t i = 0; i < n; ++i) {
+    const double scale = std::sqrt(reciprocal[i]);
+    for (std::uint32_t j = 0; j < n; ++j) root[i * n + j] = j <= i ? m[i][j] * scale : 0.0;
+  }
   return true;
 }
 
@@ -442,8 +447,10 @@ bool BlockSystem::InvertLeading() {
   bool allInverted = true;
   for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
     const Group& group = fGroups[g];
-    if (!group.leads ||
-        InvertPositive(fValues.data() + group.diagonal, group.size, fScaled.get() + group.diagonal))
+    if (!group.leads || InvertPositive(fValues.data() + group.diagonal,
+                                       group.size,
+                                       fScaled.get() + group.diagonal,
+                                       fCross.get() + group.diagonal))
       continue;
     allInverted = false;
     Demote(g);
@@ -512,12 +519,18 @@ void BlockSystem::FillReduced() {
     if (group.leads) ReduceLeading(group);
 }
 
-// Y = P^-1 W, and W^T Y leaves the reduced system.
+// With the root M of P^-1: V = M W, V^T V leaves the reduced system, Y = M^T V. Taking the share as
+// a square keeps digits where P is nearly singular. M and V stand where the cofactors will.
 void BlockSystem::ReduceLeading(const Group& group) {
-  const double* w = fValues.data() + group.coupling;
-  double* y = fScaled.get() + group.coupling;
-  MultiplyRows(group.size, group.width, fScaled.get() + group.diagonal, w, y);
-  SubtractShares(BlocksOf(group), w, y, fReduced.Values().data());
+  const std::uint32_t n = group.size;
+  const double* root = fCross.get() + group.diagonal;
+  double transposed[kLargestLeading * kLargestLeading];
+  for (std::uint32_t i = 0; i < n; ++i)
+    for (std::uint32_t j = 0; j < n; ++j) transposed[i * n + j] = root[j * n + i];
+  double* v = fCross.get() + group.coupling;
+  MultiplyRows(n, group.width, root, fValues.data() + group.coupling, v);
+  SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
+  MultiplyRows(n, group.width, transposed, v, fScaled.get() + group.coupling);
 }
 
 LeadingBlocks BlockSystem::BlocksOf(const Group& group) const noexcept {

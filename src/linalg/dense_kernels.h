@@ -25,7 +25,8 @@ void SubtractProduct(double* c,
                      Size k);
 
 // Lower triangle L of A = L L^T in place of the lower triangle of A, n x n; the upper one is not
-// touched. Returns n, or the first column whose pivot is not above its limit.
+// read, and is undefined afterwards. Returns n, or the first column whose pivot is not above its
+// limit.
 Size Cholesky(double* a, Size lda, Size n, const double* limits);
 
 // B := B L^-T with L of n x n (lower), B of m x n.

@@ -72,7 +72,7 @@ void AddProducts(std::span<const ProductBlock> blocks,
 void MultiplyRows(dense::Variant variant,
                   std::uint32_t n,
                   std::size_t width,
-                  const double* inverse,
+                  const double* m,
                   const double* w,
                   double* y);
 void AddProducts(dense::Variant variant,

@@ -150,7 +150,7 @@ Network StartFrom(const Network& network, LibraryRun& run) {
 
 TEST(Calibration, AgreesWithTheDenseReference) {
   const Network network = ReadCalibration();
-  LibraryRun run = RunThroughLibrary(network);
+  LibraryRun run = RunThroughLibrary(network, 1e-11);
   ASSERT_EQ(run.status, 0);
   const Network start = StartFrom(network, run);
   const Result expected = reference::Adjust(start);
@@ -162,7 +162,7 @@ TEST(Calibration, AgreesWithTheDenseReference) {
   CompareImages(c, run.adjusted, expected.adjusted);
   CompareCameras(c, run.adjusted, expected.adjusted);
   CompareObservations(c, run.adjusted, expected);
-  c.Expect(1e-6);
+  c.Expect(1e-9);
 }
 
 // The same images without control, all points carrying the datum. The reference has its own
@@ -174,7 +174,7 @@ TEST(FreeNetwork, AgreesWithTheDenseReference) {
     p.PointFlags = 0x1;
   }
   network.datumTranslation = network.datumRotation = network.datumScale = true;
-  LibraryRun run = RunThroughLibrary(network, 1e-5);
+  LibraryRun run = RunThroughLibrary(network, 1e-11);
   ASSERT_EQ(run.status, 0);
   EXPECT_EQ(run.unknowns, 434);
   EXPECT_EQ(run.constraints, 7);
@@ -185,14 +185,12 @@ TEST(FreeNetwork, AgreesWithTheDenseReference) {
   ASSERT_TRUE(expected.converged);
   EXPECT_EQ(expected.unknowns, 434);
   EXPECT_EQ(expected.constraints, 7);
-  EXPECT_NEAR(run.s0 / static_cast<double>(expected.s0), 1.0, 1e-6);
+  EXPECT_NEAR(run.s0 / static_cast<double>(expected.s0), 1.0, 1e-9);
   Comparison c;
   ComparePoints(c, run.adjusted, expected.adjusted);
   CompareImages(c, run.adjusted, expected.adjusted);
   CompareCameras(c, run.adjusted, expected.adjusted);
-  // The elimination on the envelope leaves eps |N| beside constraint rows of 1e-5, as in any free
-  // network: of the order eps |N| / 1e-10 of a cofactor, with |N| of some 1e3 here.
-  c.Expect(1e-3, 2.2e-3);
+  c.Expect(1e-9);
   // The centroid stays where the approximate coordinates had it.
   double drift[3] = {};
   for (std::size_t i = 0; i < network.points.size(); ++i) {

@@ -16,7 +16,7 @@ using reference::Result;
 class Comparison {
  public:
   void Value(double library, double reference, double sigma, const std::string& where) {
-    Note(std::fabs(library - reference) / (sigma > 0.0 ? sigma : 1e-9), fValue, fValueAt, where);
+    Note(std::fabs(library - reference) / (sigma > 0.0 ? sigma : kFixed), fValue, fValueAt, where);
   }
   void Ratio(double library, double reference, const std::string& where) {
     Note(std::fabs(library - reference) / std::max(std::fabs(reference), 1e-30),
@@ -42,6 +42,10 @@ class Comparison {
     worst = std::isnan(deviation) ? 1e300 : deviation;
     at = where;
   }
+
+  // In place of the standard deviation of a fixed value, which may round once where a rotation
+  // comes in as angles or as a matrix.
+  static constexpr double kFixed = 1e-6;
 
   double fValue = 0.0, fRatio = 0.0, fNumber = 0.0;
   std::string fValueAt, fRatioAt, fNumberAt;

@@ -1,0 +1,245 @@
+#include "linalg/leading_kernels.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <random>
+#include <vector>
+
+namespace vermo {
+namespace {
+
+using dense::Variant;
+
+constexpr Variant kVariants[] = {Variant::Portable, Variant::Avx2, Variant::Avx512};
+// Rounding of a few dozen terms of size 1.
+constexpr double kRounding = 1e-14;
+
+class Draw {
+ public:
+  explicit Draw(std::uint64_t seed) : fGenerator(seed) {}
+  double Uniform() { return static_cast<double>(fGenerator() >> 11U) * 0x1p-52 - 1.0; }
+  std::uint32_t Below(std::uint32_t n) { return static_cast<std::uint32_t>(fGenerator() % n); }
+  std::vector<double> Block(std::size_t elements) {
+    std::vector<double> block(elements);
+    for (double& value : block) value = Uniform();
+    return block;
+  }
+
+ private:
+  std::mt19937_64 fGenerator;
+};
+
+void ExpectNear(const std::vector<double>& a, const std::vector<double>& b, const char* what) {
+  ASSERT_EQ(a.size(), b.size());
+  for (std::size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], kRounding) << what << ' ' << i;
+}
+
+void ExpectSameBits(const std::vector<double>& a, const std::vector<double>& b, const char* what) {
+  ASSERT_EQ(a.size(), b.size());
+  for (std::size_t i = 0; i < a.size(); ++i)
+    ASSERT_EQ(std::bit_cast<std::uint64_t>(a[i]), std::bit_cast<std::uint64_t>(b[i]))
+        << what << ' ' << i;
+}
+
+// Runs every variant on a copy of the target: near what is expected and all of the same bits.
+template <typename Run>
+void ExpectAlike(const std::vector<double>& before,
+                 const std::vector<double>& expected,
+                 const char* what,
+                 Run run) {
+  std::vector<double> portable = before;
+  run(Variant::Portable, portable.data());
+  ASSERT_NO_FATAL_FAILURE(ExpectNear(portable, expected, what));
+  for (const Variant variant : kVariants) {
+    if (!dense::IsAvailable(variant)) continue;
+    std::vector<double> result = before;
+    run(variant, result.data());
+    ASSERT_NO_FATAL_FAILURE(ExpectSameBits(result, portable, what));
+  }
+}
+
+// Links of sizes 1 to 16 and places of their pairs in a matrix where every pair of links has one
+// block, some of them turned.
+struct Layout {
+  std::vector<LeadingLink> links;
+  std::vector<LeadingPair> pairs;
+  std::uint32_t width = 0;
+  std::size_t elements = 0;
+
+  Layout(std::uint32_t count, Draw& draw) {
+    for (std::uint32_t l = 0; l < count; ++l) {
+      links.push_back({width, 1 + draw.Below(16)});
+      width += links.back().size;
+    }
+    for (std::uint32_t a = 0; a < count; ++a)
+      for (std::uint32_t b = 0; b <= a; ++b) {
+        const bool isTurned = a != b && draw.Below(2) == 0;
+        const LeadingLink& rows = links[isTurned ? b : a];
+        const LeadingLink& columns = links[isTurned ? a : b];
+        const std::uint32_t stride = rows.size + draw.Below(4);
+        pairs.push_back({elements, stride, isTurned});
+        elements += std::size_t{stride} * columns.size;
+      }
+  }
+
+  [[nodiscard]] LeadingBlocks Blocks(std::uint32_t n) const {
+    return {n, static_cast<std::uint32_t>(links.size()), width, links.data(), pairs.data()};
+  }
+  // Calls visit with the place of each element of each pair and its two columns; the second one
+  // belongs to the columns of the place.
+  template <typename Visit>
+  void ForEach(Visit visit) const {
+    const LeadingPair* pair = pairs.data();
+    for (std::size_t a = 0; a < links.size(); ++a)
+      for (std::size_t b = 0; b <= a; ++b, ++pair) {
+        const LeadingLink& rows = links[pair->swapped ? b : a];
+        const LeadingLink& columns = links[pair->swapped ? a : b];
+        for (std::uint32_t j = 0; j < columns.size; ++j)
+          for (std::uint32_t i = 0; i < rows.size; ++i)
+            visit(pair->offset + i + std::size_t{j} * pair->stride,
+                  rows.first + i,
+                  columns.first + j,
+                  a == b);
+      }
+  }
+};
+
+TEST(LeadingKernels, MultiplyRowsIsThePlainProduct) {
+  Draw draw(1);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (std::size_t width = 0; width <= 40; ++width) {
+      const std::vector<double> matrix = draw.Block(std::size_t{n} * n);
+      const std::vector<double> w = draw.Block(n * width);
+      const std::vector<double> before = draw.Block(n * width);
+      std::vector<double> expected(n * width, 0.0);
+      for (std::uint32_t i = 0; i < n; ++i)
+        for (std::uint32_t k = 0; k < n; ++k)
+          for (std::size_t c = 0; c < width; ++c)
+            expected[i * width + c] += matrix[i * n + k] * w[k * width + c];
+      ExpectAlike(before, expected, "MultiplyRows", [&](Variant variant, double* y) {
+        MultiplyRows(variant, n, width, matrix.data(), w.data(), y);
+      });
+      std::vector<double> best = before;
+      MultiplyRows(n, width, matrix.data(), w.data(), best.data());
+      ExpectNear(best, expected, "MultiplyRows");
+    }
+}
+
+TEST(LeadingKernels, SharesLeaveEveryPairAtItsPlace) {
+  Draw draw(2);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (std::uint32_t count = 0; count <= 9; ++count) {
+      const Layout layout(count, draw);
+      const std::size_t width = layout.width;
+      // W^T Y is symmetric: Y = P^-1 W. So the kernel may take either side of a pair.
+      const std::vector<double> w = draw.Block(n * width);
+      std::vector<double> p = draw.Block(std::size_t{n} * n);
+      for (std::uint32_t i = 0; i < n; ++i)
+        for (std::uint32_t k = 0; k < i; ++k) p[i * n + k] = p[k * n + i];
+      std::vector<double> y(n * width, 0.0);
+      for (std::uint32_t i = 0; i < n; ++i)
+        for (std::uint32_t k = 0; k < n; ++k)
+          for (std::size_t c = 0; c < width; ++c)
+            y[i * width + c] += p[i * n + k] * w[k * width + c];
+      const std::vector<double> before = draw.Block(layout.elements);
+      std::vector<double> expected = before;
+      layout.ForEach([&](std::size_t place, std::uint32_t row, std::uint32_t column, bool) {
+        for (std::uint32_t r = 0; r < n; ++r)
+          expected[place] -= w[r * width + row] * y[r * width + column];
+      });
+      ExpectAlike(before, expected, "SubtractShares", [&](Variant variant, double* reduced) {
+        SubtractShares(variant, layout.Blocks(n), w.data(), y.data(), reduced);
+      });
+      std::vector<double> best = before;
+      SubtractShares(layout.Blocks(n), w.data(), y.data(), best.data());
+      ExpectNear(best, expected, "SubtractShares");
+    }
+}
+
+TEST(LeadingKernels, MultiplyByInverseReadsEveryPairBothWays) {
+  Draw draw(3);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (std::uint32_t count = 0; count <= 9; ++count) {
+      const Layout layout(count, draw);
+      const std::size_t width = layout.width;
+      std::vector<double> q = draw.Block(layout.elements);
+      // Diagonal blocks are symmetric.
+      std::vector<double> full(width * width, 0.0);
+      layout.ForEach([&](std::size_t place, std::uint32_t row, std::uint32_t column, bool isOwn) {
+        if (isOwn && row > column) q[place] = full[column * width + row];
+        full[row * width + column] = full[column * width + row] = q[place];
+      });
+      layout.ForEach([&](std::size_t place, std::uint32_t row, std::uint32_t column, bool) {
+        q[place] = full[row * width + column];
+      });
+      const std::vector<double> y = draw.Block(n * width);
+      const std::vector<double> before = draw.Block(n * width);
+      std::vector<double> expected(n * width, 0.0);
+      for (std::uint32_t r = 0; r < n; ++r)
+        for (std::size_t c = 0; c < width; ++c)
+          for (std::size_t k = 0; k < width; ++k)
+            expected[r * width + c] -= y[r * width + k] * full[k * width + c];
+      ExpectAlike(before, expected, "MultiplyByInverse", [&](Variant variant, double* cross) {
+        MultiplyByInverse(variant, layout.Blocks(n), y.data(), q.data(), cross);
+      });
+      std::vector<double> best = before;
+      MultiplyByInverse(layout.Blocks(n), y.data(), q.data(), best.data());
+      ExpectNear(best, expected, "MultiplyByInverse");
+    }
+}
+
+TEST(LeadingKernels, ProductsOfAnObservationGoToTheirBlocksOnly) {
+  Draw draw(4);
+  for (std::uint32_t components = 1; components <= 3; ++components)
+    for (int repeat = 0; repeat < 60; ++repeat) {
+      const std::size_t width = 1 + draw.Below(60);
+      const std::vector<double> a = draw.Block(components * width);
+      const std::vector<double> weighted = draw.Block(components * width);
+      struct Target {
+        std::size_t offset;
+        ProductBlock block;
+      };
+      std::vector<Target> targets;
+      std::size_t elements = 0;
+      const auto run = [&](std::uint32_t& first, std::uint32_t& size) {
+        first = draw.Below(static_cast<std::uint32_t>(width));
+        size =
+            1 + draw.Below(std::min<std::uint32_t>(16, static_cast<std::uint32_t>(width) - first));
+      };
+      for (std::uint32_t t = draw.Below(6); t > 0; --t) {
+        ProductBlock block{};
+        run(block.firstRow, block.rows);
+        run(block.firstColumn, block.columns);
+        block.stride = block.columns + draw.Below(5);
+        targets.push_back({elements, block});
+        elements += block.rows * block.stride;
+      }
+      const std::vector<double> before = draw.Block(elements);
+      std::vector<double> expected = before;
+      for (const auto& [offset, block] : targets)
+        for (std::uint32_t p = 0; p < block.rows; ++p)
+          for (std::uint32_t q = 0; q < block.columns; ++q)
+            for (std::uint32_t r = 0; r < components; ++r)
+              expected[offset + p * block.stride + q] +=
+                  weighted[r * width + block.firstRow + p] * a[r * width + block.firstColumn + q];
+      const auto blocksAt = [&](double* to) {
+        std::vector<ProductBlock> blocks;
+        for (const auto& [offset, block] : targets) {
+          blocks.push_back(block);
+          blocks.back().to = to + offset;
+        }
+        return blocks;
+      };
+      ExpectAlike(before, expected, "AddProducts", [&](Variant variant, double* to) {
+        AddProducts(variant, blocksAt(to), components, weighted.data(), a.data(), width);
+      });
+      std::vector<double> best = before;
+      AddProducts(blocksAt(best.data()), components, weighted.data(), a.data(), width);
+      ExpectNear(best, expected, "AddProducts");
+    }
+}
+
+}  // namespace
+}  // namespace vermo
