@@ -22,8 +22,8 @@ struct Step {
 inline constexpr double kConverged = 0.0;  // as Step::t
 
 // An adjustment of one unknown and two observations, so of redundancy 1, without the outlier test,
-// whose figures follow a script, one step per iteration; the last step repeats. The residuals are (s0, 0): with
-// redundancy 1 the script's s0 comes out exactly.
+// whose figures follow a script, one step per iteration; the last step repeats. The residuals are
+// (s0, 0): with redundancy 1 the script's s0 comes out exactly.
 class ScriptedLoop {
  public:
   ScriptedLoop(std::initializer_list<Step> theSteps, std::uint32_t unknowns = 1)
