@@ -97,6 +97,8 @@ class Adjustment {
   std::uint32_t Build();
   // Tells the engine which columns belong together.
   void SetLayout(std::uint32_t size);
+  // Tells the engine which groups share an observation or a constraint.
+  void TellCouplings(std::uint32_t unknowns, std::uint32_t rows);
   // Tells the engine how far each group's rows will reach, so that no row grows while observations
   // come in.
   void ReserveRows();

@@ -32,18 +32,18 @@ double Dot(const double* a, const double* b, std::uint32_t n) {
 // the lengths that are left. The block is used up.
 double Solvability(double* block, std::uint32_t n) {
   for (std::uint32_t r = 0; r < n; ++r) {
-    double* row = block + r * n;
+    double* row = block + std::size_t{r} * n;
     const double norm = std::sqrt(Dot(row, row, n));
     if (norm == 0.0) return 0.0;
     for (std::uint32_t c = 0; c < n; ++c) row[c] /= norm;
   }
   double det = 1.0;
   for (std::uint32_t k = 0; k < n; ++k) {
-    double* direction = block + k * n;
+    double* direction = block + std::size_t{k} * n;
     double norm = std::sqrt(Dot(direction, direction, n));
     // The longest row goes first.
     for (std::uint32_t j = k + 1; j < n; ++j) {
-      double* row = block + j * n;
+      double* row = block + std::size_t{j} * n;
       const double candidate = std::sqrt(Dot(row, row, n));
       if (!(candidate > norm)) continue;
       norm = candidate;
@@ -52,7 +52,7 @@ double Solvability(double* block, std::uint32_t n) {
     if (norm < kShortestRow) return 0.0;
     det *= norm;
     for (std::uint32_t j = k + 1; j < n; ++j) {
-      double* row = block + j * n;
+      double* row = block + std::size_t{j} * n;
       const double factor = Dot(direction, row, n) / (norm * norm);
       for (std::uint32_t c = 0; c < n; ++c) row[c] -= factor * direction[c];
     }

@@ -26,6 +26,7 @@ std::uint32_t Adjustment::BuildNormalEquations() {
   SetLayout(rows);
   std::uint32_t components = 0;
   do {
+    TellCouplings(unknowns, rows);
     fSystem->Reset(unknowns, rows - unknowns);
     if (fSystem->TakesReservations()) ReserveRows();
     components = 0;
@@ -55,6 +56,24 @@ void Adjustment::SetLayout(std::uint32_t size) {
     if (constraint->ConstraintCount() > 0) fLayout.starts.push_back(constraint->FirstRow());
   fLayout.starts.push_back(size);
   fSystem->SetLayout(fLayout);
+}
+
+// An engine that wants to know where elements will be learns it from the links, which costs less
+// than an assembly.
+void Adjustment::TellCouplings(std::uint32_t unknowns, std::uint32_t rows) {
+  GroupColumns columns;
+  while (fSystem->WantsCouplings()) {
+    fSystem->Reset(unknowns, rows - unknowns);
+    for (const MessungEntry& entry : fMessungen) {
+      if (!entry.messung->IsUsed() || !entry.messung->IsConnected()) continue;
+      columns.clear();
+      entry.messung->CollectColumns(columns);
+      fSystem->Couple({columns.begin(), columns.size()});
+    }
+    for (const Bedingung* constraint : fBedingungen)
+      if (constraint->IsActive()) constraint->AddConstraintRows(*fSystem);
+    static_cast<void>(fSystem->Seal());
+  }
 }
 
 // Groups come in the order of their columns: the first one that an observation is linked to has the

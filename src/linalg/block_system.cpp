@@ -76,11 +76,13 @@ struct BlockSystem::Spread {
   std::array<double, kRows * kColumns> a;
   std::array<double, kRows * kColumns> weighted;
 
-  double* Row(std::uint32_t r) noexcept { return a.data() + r * kColumns; }
+  double* Row(std::uint32_t r) noexcept { return a.data() + std::size_t{r} * kColumns; }
   [[nodiscard]] const double* Row(std::uint32_t r) const noexcept {
-    return a.data() + r * kColumns;
+    return a.data() + std::size_t{r} * kColumns;
   }
-  double* WeightedRow(std::uint32_t r) noexcept { return weighted.data() + r * kColumns; }
+  double* WeightedRow(std::uint32_t r) noexcept {
+    return weighted.data() + std::size_t{r} * kColumns;
+  }
 };
 
 void BlockSystem::SetLayout(const SystemLayout& layout) {
@@ -123,6 +125,7 @@ void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
     fValues.clear();
   }
   fComplete = fArranged;
+  fDemoted = false;
   std::ranges::fill(fValues, 0.0);
   fRhs.assign(fSize, 0.0);
   fSolution.assign(fSize, 0.0);
@@ -243,6 +246,17 @@ void BlockSystem::AddSpread(Spread& spread, const double* weights, const double*
   flush();
 }
 
+void BlockSystem::Couple(std::span<const std::uint32_t> columns) {
+  for (std::size_t i = 0; i < columns.size(); ++i)
+    for (std::size_t j = 0; j < i; ++j) {
+      const std::uint32_t a = fGroupOf[columns[i]];
+      const std::uint32_t b = fGroupOf[columns[j]];
+      if (a == b) continue;
+      if (fGroups[a].leads && fGroups[b].leads) Demote(a);
+      Record(a, b);
+    }
+}
+
 void BlockSystem::AddEquation(const DesignRow& row, double weight, double misclosure) {
   Spread spread;
   SpreadRows({&row, 1}, spread);
@@ -304,18 +318,20 @@ void BlockSystem::Demote(std::uint32_t group) {
   fComplete = false;
   fArranged = false;
   fStored = {};
+  fDemoted = true;
   // Its links change sides: they are learnt afresh.
   for (std::vector<std::uint32_t>& met : fMet) met.clear();
 }
 
 bool BlockSystem::Seal() {
-  if (!fComplete) {
+  if (fComplete) return InvertLeading();
+  // After a demotion the links of this assembly are not all known.
+  if (!fDemoted) {
     ArrangeBlocks();
     ArrangeReduced();
     fArranged = true;
-    return false;
   }
-  return InvertLeading();
+  return false;
 }
 
 void BlockSystem::ArrangeBlocks() {
@@ -461,8 +477,8 @@ bool BlockSystem::InvertLeading() {
 double BlockSystem::Element(std::uint32_t row, std::uint32_t column) const {
   const std::uint32_t a = fGroupOf[row];
   const std::uint32_t b = fGroupOf[column];
-  const std::uint32_t i = row - fGroups[a].start;
-  const std::uint32_t j = column - fGroups[b].start;
+  const std::size_t i = row - fGroups[a].start;
+  const std::size_t j = column - fGroups[b].start;
   if (a == b) return fValues[fGroups[a].diagonal + i * fGroups[a].size + j];
   if (const Link* link = FindLink(a, b)) return fValues[link->offset + i * link->stride + j];
   if (const Link* link = FindLink(b, a)) return fValues[link->offset + j * link->stride + i];
@@ -499,19 +515,18 @@ void BlockSystem::FillReduced() {
     const double* block = fValues.data() + group.diagonal;
     const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
     const std::span<double> limits = fReduced.Limits(group.trailing);
-    for (std::uint32_t i = 0; i < group.size; ++i) {
+    for (std::size_t i = 0; i < group.size; ++i) {
       limits[i] = kSmallestPivot * block[i * group.size + i];
-      for (std::uint32_t j = 0; j < group.size; ++j)
+      for (std::size_t j = 0; j < group.size; ++j)
         reduced[own.offset + i * own.rowStride + j * own.columnStride] += block[i * group.size + j];
     }
     for (std::uint32_t l = 0; l < group.links; ++l) {
       const Link& link = fLinks[group.firstLink + l];
       const Pair& pair = fPairs[group.firstPair + l];
       // The pair's rows are the link's, its columns this group's, or the other way round.
-      for (std::uint32_t i = 0; i < group.size; ++i)
-        for (std::uint32_t j = 0; j < link.size; ++j)
-          reduced[pair.offset + (pair.swapped ? std::size_t{j} * pair.stride + i
-                                              : std::size_t{i} * pair.stride + j)] +=
+      for (std::size_t i = 0; i < group.size; ++i)
+        for (std::size_t j = 0; j < link.size; ++j)
+          reduced[pair.offset + (pair.swapped ? j * pair.stride + i : i * pair.stride + j)] +=
               fValues[link.offset + i * link.stride + j];
     }
   }
@@ -526,7 +541,8 @@ void BlockSystem::ReduceLeading(const Group& group) {
   const double* root = fCross.get() + group.diagonal;
   double transposed[kLargestLeading * kLargestLeading];
   for (std::uint32_t i = 0; i < n; ++i)
-    for (std::uint32_t j = 0; j < n; ++j) transposed[i * n + j] = root[j * n + i];
+    for (std::uint32_t j = 0; j < n; ++j)
+      transposed[std::size_t{i} * n + j] = root[std::size_t{j} * n + i];
   double* v = fCross.get() + group.coupling;
   MultiplyRows(n, group.width, root, fValues.data() + group.coupling, v);
   SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
@@ -579,7 +595,7 @@ void BlockSystem::SolveWith(std::vector<double>& x) const {
     const double* inverse = fScaled.get() + group.diagonal;
     for (std::uint32_t i = 0; i < group.size; ++i) {
       for (std::uint32_t k = 0; k < group.size; ++k)
-        result[i] += inverse[i * group.size + k] * x[group.start + k];
+        result[i] += inverse[std::size_t{i} * group.size + k] * x[group.start + k];
       const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
       for (std::uint32_t c = 0; c < group.width; ++c) result[i] -= y[c] * gathered[c];
     }
@@ -592,11 +608,11 @@ void BlockSystem::ComputeCofactors() {
   for (const Group& group : fGroups) {
     if (group.leads) {
       CofactorsOf(group);
-      for (std::uint32_t i = 0; i < group.size; ++i)
+      for (std::size_t i = 0; i < group.size; ++i)
         fDiagonal[group.start + i] = fCross[group.diagonal + i * group.size + i];
     } else {
       const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
-      for (std::uint32_t i = 0; i < group.size; ++i)
+      for (std::size_t i = 0; i < group.size; ++i)
         fDiagonal[group.start + i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
     }
   }

@@ -25,13 +25,16 @@ namespace vermo {
 //   Q_rr = S^-1    Q_ir = -Y_i Q_rr    Q_ii = P_i^-1 - Q_ir Y_i^T
 //
 // A leading group that meets another leading group, or whose block is singular, trails instead.
-// Which blocks there are is learnt from the first assembly and kept until the layout changes.
+// Which blocks there are is learnt from couplings, or else from the first assembly, and kept until
+// the layout changes.
 class BlockSystem final : public NormalSystem {
  public:
   void SetLayout(const SystemLayout& layout) override;
   void Reset(std::uint32_t unknowns, std::uint32_t multipliers) override;
   [[nodiscard]] std::uint32_t Unknowns() const override { return fUnknowns; }
   [[nodiscard]] std::uint32_t Size() const override { return fSize; }
+  [[nodiscard]] bool WantsCouplings() const override { return fIsNew || !fArranged; }
+  void Couple(std::span<const std::uint32_t> columns) override;
   void AddEquation(const DesignRow& row, double weight, double misclosure) override;
   void AddEquations(std::span<DesignRow> rows,
                     const double* weights,
@@ -135,6 +138,7 @@ class BlockSystem final : public NormalSystem {
   std::vector<std::vector<std::uint32_t>> fMet;  // recorded links, ascending
   bool fComplete = false;                        // every element had its place
   bool fArranged = false;
+  bool fDemoted = false;  // in this assembly
 
   std::vector<Link> fLinks;
   // The block that a constraint stored into last.

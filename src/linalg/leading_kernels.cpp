@@ -183,8 +183,8 @@ template <std::uint32_t D>
     for (std::uint32_t r = 0; r < d; ++r)
       rows[r] = *reinterpret_cast<const V*>(w + r * width + first);
     for (std::uint32_t i = 0; i < d; ++i) {
-      V sum = rows[0] * inverse[i * d];
-      for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * inverse[i * d + r];
+      V sum = rows[0] * inverse[std::size_t{i} * d];
+      for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * inverse[std::size_t{i} * d + r];
       *reinterpret_cast<V*>(y + i * width + first) = sum;
     }
   });

@@ -43,6 +43,12 @@ class NormalSystem {
   // Unknowns and multipliers.
   [[nodiscard]] virtual std::uint32_t Size() const = 0;
 
+  // Whether the places of elements are not known: Couple then spares an assembly that would only
+  // learn them. Asked again after the Seal that ended the hints.
+  [[nodiscard]] virtual bool WantsCouplings() const { return false; }
+  // A hint between Reset and Seal of an assembly without equations: an observation will have
+  // coefficients in the groups of these columns.
+  virtual void Couple(std::span<const std::uint32_t> /*columns*/) {}
   // Whether ReserveRow does anything.
   [[nodiscard]] virtual bool TakesReservations() const { return false; }
   // A hint before the assembly: elements of the row will lie from column first on. No element

@@ -2,9 +2,11 @@
 
 #include "observations/equation_block.h"
 #include "observations/messung_wert.h"
+#include "unknowns/data.h"
 #include "unknowns/linked_observation.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -14,6 +16,24 @@ namespace vermo {
 
 class NetworkSettings;
 class NormalSystem;
+
+// First columns of the groups that an observation is linked to. Left out are groups without
+// columns and inactive ones, whose columns are those of an earlier numbering.
+class GroupColumns {
+ public:
+  void clear() noexcept { fSize = 0; }
+  void Add(const Data& group) noexcept {
+    if (group.IsActive() && group.FirstUnknown() >= 0 && fSize < kCapacity)
+      fColumns[fSize++] = static_cast<std::uint32_t>(group.FirstUnknown());
+  }
+  [[nodiscard]] const std::uint32_t* begin() const noexcept { return fColumns.data(); }
+  [[nodiscard]] std::size_t size() const noexcept { return fSize; }
+
+ private:
+  static constexpr std::size_t kCapacity = 8;
+  std::array<std::uint32_t, kCapacity> fColumns;
+  std::size_t fSize = 0;
+};
 
 // An observation of one to three scalar components. A concrete class supplies its observation
 // equation; normal equations and redundancy numbers are built from it here, once for all.
@@ -45,6 +65,10 @@ class Messung : public LinkedObservation {
   // evaluated like the rest: that is how they find their way back. Lets exceptions of the model
   // pass.
   virtual bool ObservationEquations(EquationBlock& equations) = 0;
+
+  // The groups that its equations may have coefficients in; asked of a connected observation only.
+  // May leave some out: the engine then learns them from the equations.
+  virtual void CollectColumns(GroupColumns& /*columns*/) const {}
 
   // Sum of the redundancy numbers, 0 for an outlier. A component of exactly 1 is left out: that
   // value marks a component that no computation reached.

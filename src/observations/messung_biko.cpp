@@ -108,7 +108,7 @@ ImagePoint MessungBiko::PlainEquations(EquationBlock& equations) const {
   model.PointJacobian(byCamera[0], byCamera[1]);
   double g[2][3];
   for (unsigned i = 0; i < 2; ++i)
-    for (unsigned m = 0; m < 3; ++m)
+    for (std::size_t m = 0; m < 3; ++m)
       g[i][m] =
           byCamera[i][0] * r[3 * m] + byCamera[i][1] * r[3 * m + 1] + byCamera[i][2] * r[3 * m + 2];
   if (fPunkt->FirstUnknown() >= 0) {
@@ -178,6 +178,16 @@ bool MessungBiko::EvaluateImagePoint(ImagePointPair& point) {
   point = {
       (*this)[0], (*this)[1], (*this)[0] + Wert(0).Residuum(), (*this)[1] + Wert(1).Residuum()};
   return true;
+}
+
+void MessungBiko::CollectColumns(GroupColumns& columns) const {
+  AddPoint(columns, *fPunkt);
+  columns.Add(*fEor);
+  if (fEorBasis != nullptr) columns.Add(*fEorBasis);
+  const DataProjektion* projektion =
+      fEorBasis != nullptr ? fEorBasis->Projektion() : fEor->Projektion();
+  if (projektion != nullptr) columns.Add(*projektion);
+  columns.Add(*fIor);
 }
 
 std::string MessungBiko::GetProtocolLine() const {

@@ -28,6 +28,7 @@ class MessungBiko final : public TMessung<2>, public Punkt2S {
   // A point in the plane of the projection centre gives infinities or NaN, no failure. The rows
   // leave out how the distortion depends on the depth.
   bool ObservationEquations(EquationBlock& equations) override;
+  void CollectColumns(GroupColumns& columns) const override;
   [[nodiscard]] std::string GetProtocolLine() const override;
   [[nodiscard]] bool IsConnected() const override {
     return fEor != nullptr && fPunkt != nullptr && fIor != nullptr;

@@ -175,6 +175,13 @@ bool MessungLinko::IsUsable() const {
   return IsConnected() && fLinie->IsActive() && fEor->IsActive() && fIor->IsActive();
 }
 
+void MessungLinko::CollectColumns(GroupColumns& columns) const {
+  columns.Add(*fLinie);
+  columns.Add(*fEor);
+  if (fEorBasis != nullptr) columns.Add(*fEorBasis);
+  columns.Add(*fIor);
+}
+
 std::string MessungLinko::GetProtocolLine() const {
   ProtocolText line;
   line.Integer(Nummer(), 6).Text(" ").Integer(fBildNummer, 6).Text(" ");

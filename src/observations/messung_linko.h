@@ -27,6 +27,7 @@ class MessungLinko final : public TMessung<1>, public Punkt2S {
   // Throws KlException -41001 when one of the two points of the line lies in the plane of the
   // projection centre, TensorExceptDivisionByZero when the line runs through the centre.
   bool ObservationEquations(EquationBlock& equations) override;
+  void CollectColumns(GroupColumns& columns) const override;
   [[nodiscard]] std::string GetProtocolLine() const override;
   [[nodiscard]] bool IsConnected() const override {
     return fLinie != nullptr && fEor != nullptr && fIor != nullptr;

@@ -42,6 +42,11 @@ bool MessungObko::ObservationEquations(EquationBlock& equations) {
 
 bool MessungObko::IsUsable() const { return IsConnected() && fPunkt->IsActive(); }
 
+void MessungObko::CollectColumns(GroupColumns& columns) const {
+  AddPoint(columns, *fPunkt);
+  if (fBezug != nullptr) columns.Add(*fBezug);
+}
+
 std::string MessungObko::GetProtocolLine() const {
   ProtocolText line;
   line.Integer(Nummer(), 8).Text(" ").Ordinal(Ordinal());

@@ -26,6 +26,7 @@ class MessungObko final : public TMessung<3>, public Punkt3S {
   [[nodiscard]] std::string GetIdentText() const override;
   // False also when the image of the measurement is no longer active.
   bool ObservationEquations(EquationBlock& equations) override;
+  void CollectColumns(GroupColumns& columns) const override;
   [[nodiscard]] std::string GetProtocolLine() const override;
   [[nodiscard]] bool IsConnected() const override { return fPunkt != nullptr; }
   // The image of the measurement is not asked.

@@ -42,6 +42,11 @@ bool MessungStrecke::IsUsable() const {
   return IsConnected() && fPunkt1->IsActive() && fPunkt2->IsActive();
 }
 
+void MessungStrecke::CollectColumns(GroupColumns& columns) const {
+  AddPoint(columns, *fPunkt1);
+  AddPoint(columns, *fPunkt2);
+}
+
 std::string MessungStrecke::GetProtocolLine() const {
   ProtocolText line;
   line.Integer(fPunkt1Nummer, 6).Text(" ").Integer(fPunkt2Nummer, 6).Text(" ").Ordinal(Ordinal());

@@ -19,6 +19,7 @@ class MessungStrecke final : public TMessung<1> {
   [[nodiscard]] std::string GetDescription() const override;
   [[nodiscard]] std::string GetIdentText() const override;
   bool ObservationEquations(EquationBlock& equations) override;
+  void CollectColumns(GroupColumns& columns) const override;
   [[nodiscard]] std::string GetProtocolLine() const override;
   [[nodiscard]] bool IsConnected() const override {
     return fPunkt1 != nullptr && fPunkt2 != nullptr;

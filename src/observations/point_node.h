@@ -1,6 +1,7 @@
 #pragma once
 
 #include "observations/mat_object.h"
+#include "observations/messung.h"
 #include "unknowns/data_eor.h"
 #include "unknowns/data_obko.h"
 
@@ -31,6 +32,12 @@ class PointNode {
   MatTransformVektor3D fToObject;
   const MatObject<ostra_bundle::VektorD<3>>* fRoot = &fPoint;
 };
+
+// The groups that a point depends on: itself and the image in whose frame it is given.
+inline void AddPoint(GroupColumns& columns, const DataObko& point) noexcept {
+  columns.Add(point);
+  if (point.ReferenceEor() != nullptr) columns.Add(*point.ReferenceEor());
+}
 
 // The transformation of a point into the frame of an image.
 class IntoImageNode {

@@ -342,6 +342,43 @@ TEST(EngineAccuracy, RejectedObservationsAndGroupsThatWereTakenOut) {
   ExpectAccurate(checked, true);
 }
 
+// The engine lays out its blocks by what the observations say that they will meet.
+TEST(Couplings, CoverTheEquations) {
+  Shape body{.seed = 90, .cameras = 2, .images = 5, .points = 14, .mask = 0x115};
+  body.distortion = body.relative = body.bodyPoints = body.measuredInImages = true;
+  body.distances = 2;
+  for (const TapedScene& scene :
+       {TapedScene{.network = reference::Build({.seed = 1})},
+        TapedScene{.network = reference::Build(
+                       {.seed = 72, .images = 6, .mask = 0x117, .projections = true})},
+        TapedScene{.network = reference::Build({.seed = 81, .mask = 0x17, .relative = true})},
+        TapedScene{.network = reference::Build(body)},
+        LinesAndPlanes(120)}) {
+    TapedBundel run("engine_test.htm");
+    Record(scene, 1, false, run);
+    const SystemTape& tape = run.tape;
+    ASSERT_EQ(run.couplings.size(), tape.observations.size());
+    for (std::size_t k = 0; k < run.couplings.size(); ++k)
+      for (const DesignRow& row : tape.observations[k].rows)
+        for (const DesignEntry& entry : row) {
+          const auto group = std::ranges::upper_bound(tape.layout.starts, entry.column) - 1;
+          ASSERT_NE(std::ranges::find(run.couplings[k], *group), run.couplings[k].end())
+              << "observation " << k << ", column " << entry.column;
+        }
+  }
+}
+
+TEST(Couplings, LeaveOutInactiveGroups) {
+  TapedScene scene{.network = reference::Build({.seed = 84, .measuredInImages = true})};
+  for (const auto& o : scene.network.measured)
+    for (auto& image : scene.network.images)
+      if (image.Id == o.ReferenceEor) image.Flags = 0;
+  TapedBundel run("engine_test.htm");
+  Record(scene, 2, false, run);
+  for (const std::vector<std::uint32_t>& columns : run.couplings)
+    for (const std::uint32_t column : columns) ASSERT_LT(column, run.tape.Unknowns());
+}
+
 TEST(EngineAccuracy, EnvelopeAgreesWhereItKeepsItsDigits) {
   for (const Shape& shape : {Shape{.seed = 1},
                              Shape{.seed = 72, .images = 6, .points = 14, .projections = true},

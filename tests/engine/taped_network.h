@@ -6,6 +6,7 @@
 #include "reference/dense_adjustment.h"
 #include "support/system_tape.h"
 
+#include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -30,6 +31,8 @@ class TapedBundel final : public KLBundel {
   using KLBundel::KLBundel;
 
   SystemTape tape;
+  // Of every observation on the tape: first columns of the groups that it said it would meet.
+  std::vector<std::vector<std::uint32_t>> couplings;
 
  protected:
   std::uint32_t BuildNormalEquations() override {
@@ -47,8 +50,15 @@ class TapedBundel final : public KLBundel {
     tape.SetLayout(layout);
     tape.Reset(System().Unknowns(), System().Size() - System().Unknowns());
     EquationBlock equations;
-    for (const MessungEntry& entry : fMessungen)
-      if (entry.messung->IsConnected()) entry.messung->AddToNormals(tape, equations);
+    couplings.clear();
+    for (const MessungEntry& entry : fMessungen) {
+      if (!entry.messung->IsConnected()) continue;
+      entry.messung->AddToNormals(tape, equations);
+      GroupColumns columns;
+      entry.messung->CollectColumns(columns);
+      couplings.resize(tape.observations.size(),
+                       {columns.begin(), columns.begin() + columns.size()});
+    }
     for (const Bedingung* constraint : fBedingungen)
       if (constraint->IsActive()) constraint->AddConstraintRows(tape);
     return components;
@@ -60,8 +70,11 @@ void SetAll(void* job, const std::vector<Record>& records, int (*set)(void*, con
   for (const Record& record : records) ASSERT_EQ(set(job, &record), 0);
 }
 
-// Runs so many iterations; the run may end as it likes, the tape holds its last system.
-inline SystemTape TapeOf(const TapedScene& scene, int iterations, bool solvabilityCheck = false) {
+// Runs so many iterations; the run may end as it likes, its tape holds its last system.
+inline void Record(const TapedScene& scene,
+                   int iterations,
+                   bool solvabilityCheck,
+                   TapedBundel& run) {
   BundelTavriLib job("engine_test.htm");
   const reference::Network& network = scene.network;
   SetAll(&job, network.cameras, XYZ_SetInteriorOrientation);
@@ -78,7 +91,6 @@ inline SystemTape TapeOf(const TapedScene& scene, int iterations, bool solvabili
   SetAll(&job, scene.onLines, XYZ_SetConstraintPointOnLine);
   SetAll(&job, scene.onPlanes, XYZ_SetConstraintPointOnPlane);
 
-  TapedBundel run("engine_test.htm");
   run.fNetworkSettings.SetS0Apriori(network.s0Apriori);
   run.fNetworkSettings.SetTranslationDatum(network.datumTranslation);
   run.fNetworkSettings.SetRotationDatum(network.datumRotation);
@@ -106,6 +118,11 @@ inline SystemTape TapeOf(const TapedScene& scene, int iterations, bool solvabili
   copy(run.fPunktGeraden, job.fPunktGeraden);
   copy(run.fPunktEbenen, job.fPunktEbenen);
   static_cast<void>(run.CalcBundle());
+}
+
+inline SystemTape TapeOf(const TapedScene& scene, int iterations, bool solvabilityCheck = false) {
+  TapedBundel run("engine_test.htm");
+  Record(scene, iterations, solvabilityCheck, run);
   return std::move(run.tape);
 }
 

@@ -343,6 +343,61 @@ TEST(BlockSystem, SealAsksForASecondAssemblyOfNewElementsOnly) {
   ExpectDense(tape, system);
 }
 
+// Hints the groups that observations meet.
+void Couple(const SystemTape& tape, BlockSystem& system) {
+  const std::vector<std::uint32_t>& starts = tape.layout.starts;
+  system.SetLayout(tape.layout);
+  for (int pass = 0; system.WantsCouplings(); ++pass) {
+    ASSERT_LT(pass, 10);
+    system.Reset(tape.Unknowns(), tape.Size() - tape.Unknowns());
+    for (const SystemTape::Observation& o : tape.observations) {
+      std::vector<std::uint32_t> columns;
+      for (const DesignRow& row : o.rows)
+        for (const DesignEntry& e : row)
+          columns.push_back(*(std::ranges::upper_bound(starts, e.column) - 1));
+      system.Couple(columns);
+    }
+    for (const SystemTape::Stored& e : tape.elements) system.StoreElement(e.row, e.column, e.value);
+    system.Seal();
+  }
+}
+
+TEST(BlockSystem, CouplingsSpareTheSecondAssembly) {
+  const Scene scene{.seed = 46, .points = 25, .images = 12, .neighbours = {3, 7}};
+  SystemTape tape;
+  scene.Record(tape);
+  BlockSystem hinted;
+  hinted.SetLayout(tape.layout);
+  EXPECT_TRUE(hinted.WantsCouplings());
+  Couple(tape, hinted);
+  EXPECT_FALSE(hinted.WantsCouplings());
+  hinted.Reset(tape.Unknowns(), tape.Size() - tape.Unknowns());
+  for (const SystemTape::Observation& o : tape.observations) {
+    std::vector<DesignRow> rows = o.rows;
+    hinted.AddEquations(rows, o.weights.data(), o.misclosures.data());
+  }
+  for (const SystemTape::Stored& e : tape.elements) hinted.StoreElement(e.row, e.column, e.value);
+  for (const auto& [row, value] : tape.rhs) hinted.SetRhs(row, value);
+  EXPECT_TRUE(hinted.Seal());
+  BlockSystem learning;
+  tape.Assemble(learning);
+  hinted.FactorizeAndSolve(true);
+  learning.FactorizeAndSolve(true);
+  EXPECT_TRUE(std::ranges::equal(hinted.Solution(), learning.Solution()));
+  EXPECT_TRUE(std::ranges::equal(hinted.DiagonalCofactors(), learning.DiagonalCofactors()));
+}
+
+TEST(BlockSystem, CouplingsThatNoEquationFollowsDoNoHarm) {
+  SystemTape tape;
+  Scene{.seed = 47, .points = 15}.Record(tape);
+  SystemTape more;
+  Scene{.seed = 48, .points = 15, .rays = 4, .neighbours = {2, 9}}.Record(more);
+  BlockSystem system;
+  Couple(more, system);
+  tape.Assemble(system);
+  ExpectDense(tape, system);
+}
+
 // --- solutions ----------------------------------------------------------------
 
 TEST(BlockSystem, EmptySystemSolves) {
