@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace vermo {
 namespace {
@@ -20,45 +21,63 @@ constexpr std::size_t kMostKnownBlocks = 1200;
 // The inverse of a symmetric positive definite block by rows, n <= 6, from its factors P = L D L^T
 // with ones on the diagonal of L, and its root M = D^-1/2 L^-1 with P^-1 = M^T M. False when P is
 // not positive definite.
-bool InvertPositive(const double* block, std::uint32_t n, double* inverse, double* root) {
-  double l[6][6];
-  double reciprocal[6];
-  for (std::uint32_t i = 0; i < n; ++i) {
-    double pivot = block[i * n + i];
-    for (std::uint32_t j = 0; j < i; ++j) {
-      double sum = block[i * n + j];
+template <std::uint32_t N>
+bool InvertPositive(const double* block, double* inverse, double* root) {
+  double l[N][N];
+  double reciprocal[N];
+  for (std::size_t i = 0; i < N; ++i) {
+    double pivot = block[i * N + i];
+    for (std::size_t j = 0; j < i; ++j) {
+      double sum = block[i * N + j];
       // Row i is still L D here, row j is L already.
-      for (std::uint32_t k = 0; k < j; ++k) sum -= l[i][k] * l[j][k];
+      for (std::size_t k = 0; k < j; ++k) sum -= l[i][k] * l[j][k];
       l[i][j] = sum;
     }
-    for (std::uint32_t j = 0; j < i; ++j) {
+    for (std::size_t j = 0; j < i; ++j) {
       const double scaled = l[i][j] * reciprocal[j];
       pivot -= l[i][j] * scaled;
       l[i][j] = scaled;
     }
-    if (!(pivot > kSmallestPivot * block[i * n + i])) return false;
+    if (!(pivot > kSmallestPivot * block[i * N + i])) return false;
     reciprocal[i] = 1.0 / pivot;
   }
-  double m[6][6];  // L^-1
-  for (std::uint32_t j = 0; j < n; ++j) {
+  double m[N][N];  // L^-1
+  for (std::size_t j = 0; j < N; ++j) {
     m[j][j] = 1.0;
-    for (std::uint32_t i = j + 1; i < n; ++i) {
+    for (std::size_t i = j + 1; i < N; ++i) {
       double sum = 0.0;
-      for (std::uint32_t k = j; k < i; ++k) sum -= l[i][k] * m[k][j];
+      for (std::size_t k = j; k < i; ++k) sum -= l[i][k] * m[k][j];
       m[i][j] = sum;
     }
   }
-  for (std::uint32_t i = 0; i < n; ++i)
-    for (std::uint32_t j = 0; j <= i; ++j) {
+  for (std::size_t i = 0; i < N; ++i)
+    for (std::size_t j = 0; j <= i; ++j) {
       double sum = 0.0;
-      for (std::uint32_t k = i; k < n; ++k) sum += m[k][i] * reciprocal[k] * m[k][j];
-      inverse[i * n + j] = inverse[j * n + i] = sum;
+      for (std::size_t k = i; k < N; ++k) sum += m[k][i] * reciprocal[k] * m[k][j];
+      inverse[i * N + j] = inverse[j * N + i] = sum;
     }
-  for (std::uint32_t i = 0; i < n; ++i) {
+  for (std::size_t i = 0; i < N; ++i) {
     const double scale = std::sqrt(reciprocal[i]);
-    for (std::uint32_t j = 0; j < n; ++j) root[i * n + j] = j <= i ? m[i][j] * scale : 0.0;
+    for (std::size_t j = 0; j < N; ++j) root[i * N + j] = j <= i ? m[i][j] * scale : 0.0;
   }
   return true;
+}
+
+bool InvertPositive(const double* block, std::uint32_t n, double* inverse, double* root) {
+  switch (n) {
+    case 1:
+      return InvertPositive<1>(block, inverse, root);
+    case 2:
+      return InvertPositive<2>(block, inverse, root);
+    case 3:
+      return InvertPositive<3>(block, inverse, root);
+    case 4:
+      return InvertPositive<4>(block, inverse, root);
+    case 5:
+      return InvertPositive<5>(block, inverse, root);
+    default:
+      return InvertPositive<6>(block, inverse, root);
+  }
 }
 
 }  // namespace
@@ -73,7 +92,7 @@ struct BlockSystem::Spread {
   static constexpr std::size_t kRows = 3;
   static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
   // By rows of kColumns.
-  std::array<double, kRows * kColumns> a;
+  std::array<double, kRows * kColumns + kReadBeyond> a;
   std::array<double, kRows * kColumns> weighted;
 
   double* Row(std::uint32_t r) noexcept { return a.data() + std::size_t{r} * kColumns; }
@@ -125,6 +144,7 @@ void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
     fValues.clear();
   }
   fComplete = fArranged;
+  fIsEliminated = false;
   fDemoted = false;
   std::ranges::fill(fValues, 0.0);
   fRhs.assign(fSize, 0.0);
@@ -191,8 +211,9 @@ const BlockSystem::Link* BlockSystem::FindLink(std::uint32_t from, std::uint32_t
   const Link* link = fLinks.data() + group.firstLink;
   const Link* end = link + group.links;
   if (group.links > kFewLinks) {
-    link = std::lower_bound(
-        link, end, to, [](const Link& l, std::uint32_t wanted) { return l.group < wanted; });
+    link = std::lower_bound(link, end, fGroups[to].order, [](const Link& l, std::uint32_t wanted) {
+      return l.order < wanted;
+    });
     return link != end && link->group == to ? link : nullptr;
   }
   for (; link != end; ++link)
@@ -324,49 +345,25 @@ void BlockSystem::Demote(std::uint32_t group) {
 }
 
 bool BlockSystem::Seal() {
-  if (fComplete) return InvertLeading();
+  if (fComplete) return Eliminate();
   // After a demotion the links of this assembly are not all known.
   if (!fDemoted) {
-    ArrangeBlocks();
     ArrangeReduced();
+    ArrangeBlocks();
+    ArrangePairs();
     fArranged = true;
   }
   return false;
 }
 
-void BlockSystem::ArrangeBlocks() {
-  fStored = {};
-  fLinks.clear();
-  fTrailing.clear();
-  std::size_t values = 0;
-  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
-    Group& group = fGroups[g];
-    group.trailing = kNone;
-    if (!group.leads) {
-      group.trailing = static_cast<std::uint32_t>(fTrailing.size());
-      fTrailing.push_back(g);
-    }
-    group.diagonal = values;
-    values += std::size_t{group.size} * group.size;
-    group.firstLink = static_cast<std::uint32_t>(fLinks.size());
-    group.links = static_cast<std::uint32_t>(fMet[g].size());
-    group.width = 0;
-    for (const std::uint32_t other : fMet[g]) group.width += fGroups[other].size;
-    group.coupling = values;
-    std::uint32_t column = 0;
-    for (const std::uint32_t other : fMet[g]) {
-      fLinks.push_back({other, fGroups[other].size, group.width, values + column});
-      column += fGroups[other].size;
-    }
-    values += std::size_t{group.size} * group.width;
-  }
-  fValues.assign(values, 0.0);
-  // Both are written whole before they are read.
-  fScaled = std::make_unique_for_overwrite<double[]>(values);
-  fCross = std::make_unique_for_overwrite<double[]>(values);
-}
-
 void BlockSystem::ArrangeReduced() {
+  fTrailing.clear();
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
+    fGroups[g].trailing = kNone;
+    if (fGroups[g].leads) continue;
+    fGroups[g].trailing = static_cast<std::uint32_t>(fTrailing.size());
+    fTrailing.push_back(g);
+  }
   const auto blocks = static_cast<std::uint32_t>(fTrailing.size());
   BlockPattern pattern(blocks);
   std::vector<std::uint32_t> sizes(blocks);
@@ -403,8 +400,46 @@ void BlockSystem::ArrangeReduced() {
     pattern[t] = std::move(met);
   }
   fReduced.Arrange(pattern, sizes, isRoot);
+}
 
-  ArrangePairs();
+// The diagonal blocks come first, as some passes read nothing else. Links stand in the order of the
+// reduced system, so that neighbours there are neighbours here.
+void BlockSystem::ArrangeBlocks() {
+  fStored = {};
+  fLinks.clear();
+  std::size_t values = 0;
+  fWidest = 0;
+  for (Group& group : fGroups) {
+    group.diagonal = values;
+    values += std::size_t{group.size} * group.size;
+    if (!group.leads) group.order = fReduced.Order(group.trailing);
+  }
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
+    Group& group = fGroups[g];
+    group.firstLink = static_cast<std::uint32_t>(fLinks.size());
+    group.links = static_cast<std::uint32_t>(fMet[g].size());
+    group.width = 0;
+    for (const std::uint32_t other : fMet[g]) {
+      fLinks.push_back({other, fGroups[other].size, fGroups[other].order, 0, 0});
+      group.width += fGroups[other].size;
+    }
+    const std::span<Link> links = std::span(fLinks).subspan(group.firstLink);
+    std::ranges::sort(links, {}, &Link::order);
+    group.coupling = values;
+    std::uint32_t column = 0;
+    for (Link& link : links) {
+      link.stride = group.width;
+      link.offset = values + column;
+      column += link.size;
+    }
+    values += std::size_t{group.size} * group.width;
+    if (group.leads) fWidest = std::max(fWidest, group.size * group.width);
+  }
+  fValues.assign(values + kReadBeyond, 0.0);
+  fWorking.assign(fWidest + kReadBeyond, 0.0);
+  // Both are written whole before they are read.
+  fScaled = std::make_unique_for_overwrite<double[]>(values + kReadBeyond);
+  fCross = std::make_unique_for_overwrite<double[]>(values + kReadBeyond);
 }
 
 void BlockSystem::ArrangePairs() {
@@ -439,18 +474,17 @@ void BlockSystem::ArrangePairs() {
       continue;
     }
     blocks.clear();
-    std::uint32_t nextRow = ReducedSystem::kNoBlock;
     std::uint32_t column = 0;
+    std::uint32_t before = ReducedSystem::kNoBlock;
     for (const Link& link : links) {
       const std::uint32_t block = fGroups[link.group].trailing;
-      const std::uint32_t row = fReduced.RootRow(block);
-      if (row != ReducedSystem::kNoBlock && row == nextRow) {
+      if (before != ReducedSystem::kNoBlock && fReduced.AreNeighbours(before, block)) {
         fJoined.back().size += link.size;
       } else {
         fJoined.push_back({column, link.size});
         blocks.push_back(block);
       }
-      nextRow = row == ReducedSystem::kNoBlock ? row : row + link.size;
+      before = block;
       column += link.size;
     }
     group.joined = static_cast<std::uint32_t>(blocks.size());
@@ -459,19 +493,44 @@ void BlockSystem::ArrangePairs() {
   }
 }
 
-bool BlockSystem::InvertLeading() {
-  bool allInverted = true;
+// Every leading group is taken once while its blocks are at hand: P^-1, its share of the reduced
+// system and of the right-hand side there, Y.
+bool BlockSystem::Eliminate() {
+  fReduced.Clear();
+  FillReduced();
+  fReducedRhs.assign(fReduced.Unknowns(), 0.0);
+  for (const std::uint32_t g : fTrailing)
+    std::copy_n(fRhs.begin() + fGroups[g].start,
+                fGroups[g].size,
+                fReducedRhs.begin() + fReduced.Start(fGroups[g].trailing));
+  fIsEliminated = true;
   for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
     const Group& group = fGroups[g];
-    if (!group.leads || InvertPositive(fValues.data() + group.diagonal,
-                                       group.size,
-                                       fScaled.get() + group.diagonal,
-                                       fCross.get() + group.diagonal))
-      continue;
-    allInverted = false;
-    Demote(g);
+    if (!group.leads) continue;
+    double root[kLargestLeading * kLargestLeading];
+    if (!InvertPositive(
+            fValues.data() + group.diagonal, group.size, fScaled.get() + group.diagonal, root)) {
+      fIsEliminated = false;
+      Demote(g);
+    } else if (fIsEliminated) {
+      ReduceLeading(group, root);
+      GatherInto(group, fRhs.data() + group.start, fWorking.data(), fReducedRhs);
+    }
   }
-  return allInverted;
+  return fIsEliminated;
+}
+
+// With the root M of P^-1: V = M W, V^T V leaves the reduced system, Y = M^T V. Taking the share as
+// a square keeps digits where P is nearly singular.
+void BlockSystem::ReduceLeading(const Group& group, const double* root) {
+  const std::uint32_t n = group.size;
+  double transposed[kLargestLeading * kLargestLeading];
+  for (std::size_t i = 0; i < n; ++i)
+    for (std::size_t j = 0; j < n; ++j) transposed[i * n + j] = root[j * n + i];
+  double* v = fWorking.data();
+  MultiplyRows(n, group.width, root, fValues.data() + group.coupling, v);
+  SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
+  MultiplyRows(n, group.width, transposed, v, fScaled.get() + group.coupling);
 }
 
 double BlockSystem::Element(std::uint32_t row, std::uint32_t column) const {
@@ -494,21 +553,70 @@ void BlockSystem::DiagonalBlock(std::uint32_t first, std::uint32_t size, double*
 }
 
 void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
+  if (!fIsEliminated) Eliminate();
   for (;;) {
-    FillReduced();
+    fIsEliminated = false;
     const std::uint32_t failed = fReduced.Factorize();
     if (failed == ReducedSystem::kNoBlock) break;
     fForcedRoot[fTrailing[failed]] = true;
     ArrangeReduced();
+    ArrangePairs();
+    Eliminate();
   }
-  fSolution = fRhs;
-  SolveWith(fSolution);
+  fReduced.Solve(fReducedRhs);
   fReduced.Invert();
-  ComputeCofactors();
+  fHasCross = false;
+  const std::span<const double> inverse = fReduced.Inverse();
+  for (const Group& group : fGroups) {
+    double* solution = fSolution.data() + group.start;
+    double* cofactors = fDiagonal.data() + group.start;
+    if (group.leads) {
+      SolveLeading(group, fReducedRhs, fRhs.data() + group.start, fWorking.data(), solution);
+      CofactorsOf(group);
+      for (std::size_t i = 0; i < group.size; ++i)
+        cofactors[i] = fCross[group.diagonal + i * group.size + i];
+    } else {
+      std::copy_n(fReducedRhs.begin() + fReduced.Start(group.trailing), group.size, solution);
+      const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
+      for (std::size_t i = 0; i < group.size; ++i)
+        cofactors[i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
+    }
+  }
+}
+
+// Q_ii = P^-1 + Y Q_rr Y^T
+void BlockSystem::CofactorsOf(const Group& group) {
+  const double* y = fScaled.get() + group.coupling;
+  double* half = fWorking.data();
+  MultiplyByHalfInverse(BlocksOf(group), y, fReduced.Inverse().data(), half);
+  SubtractBothProducts(group.size,
+                       group.width,
+                       half,
+                       y,
+                       fScaled.get() + group.diagonal,
+                       fCross.get() + group.diagonal);
+}
+
+// Q_ir = -Y Q_rr, and Q_ii from it: forms of both, in which much cancels, keep more digits so.
+void BlockSystem::InvertCofactors() {
+  if (fHasCross) return;
+  for (const Group& group : fGroups) {
+    if (!group.leads) continue;
+    const double* y = fScaled.get() + group.coupling;
+    double* cross = fCross.get() + group.coupling;
+    double* own = fCross.get() + group.diagonal;
+    MultiplyByInverse(BlocksOf(group), y, fReduced.Inverse().data(), cross);
+    const std::size_t elements = std::size_t{group.size} * group.width;
+    for (std::size_t k = 0; k < elements; ++k) fWorking[k] = 0.5 * cross[k];
+    SubtractBothProducts(
+        group.size, group.width, fWorking.data(), y, fScaled.get() + group.diagonal, own);
+    for (std::size_t i = 0; i < group.size; ++i)
+      fDiagonal[group.start + i] = own[i * group.size + i];
+  }
+  fHasCross = true;
 }
 
 void BlockSystem::FillReduced() {
-  fReduced.Clear();
   const std::span<double> reduced = fReduced.Values();
   for (const std::uint32_t g : fTrailing) {
     const Group& group = fGroups[g];
@@ -530,23 +638,6 @@ void BlockSystem::FillReduced() {
               fValues[link.offset + i * link.stride + j];
     }
   }
-  for (const Group& group : fGroups)
-    if (group.leads) ReduceLeading(group);
-}
-
-// With the root M of P^-1: V = M W, V^T V leaves the reduced system, Y = M^T V. Taking the share as
-// a square keeps digits where P is nearly singular. M and V stand where the cofactors will.
-void BlockSystem::ReduceLeading(const Group& group) {
-  const std::uint32_t n = group.size;
-  const double* root = fCross.get() + group.diagonal;
-  double transposed[kLargestLeading * kLargestLeading];
-  for (std::uint32_t i = 0; i < n; ++i)
-    for (std::uint32_t j = 0; j < n; ++j)
-      transposed[std::size_t{i} * n + j] = root[std::size_t{j} * n + i];
-  double* v = fCross.get() + group.coupling;
-  MultiplyRows(n, group.width, root, fValues.data() + group.coupling, v);
-  SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
-  MultiplyRows(n, group.width, transposed, v, fScaled.get() + group.coupling);
 }
 
 LeadingBlocks BlockSystem::BlocksOf(const Group& group) const noexcept {
@@ -557,115 +648,87 @@ LeadingBlocks BlockSystem::BlocksOf(const Group& group) const noexcept {
           fPairs.data() + group.firstPair};
 }
 
-void BlockSystem::SolveWith(std::vector<double>& x) const {
-  std::vector<double> reduced(fReduced.Unknowns());
-  std::vector<double> gathered;  // of one leading group's links, side by side
-  for (const std::uint32_t g : fTrailing) {
-    const Group& group = fGroups[g];
-    std::copy_n(
-        x.begin() + group.start, group.size, reduced.begin() + fReduced.Start(group.trailing));
+// reduced -= Y^T n_i
+void BlockSystem::GatherInto(const Group& group,
+                             const double* rhs,
+                             double* gathered,
+                             std::span<double> reduced) const {
+  std::fill_n(gathered, group.width, 0.0);
+  for (std::uint32_t i = 0; i < group.size; ++i) {
+    const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
+    for (std::uint32_t c = 0; c < group.width; ++c) gathered[c] += y[c] * rhs[i];
   }
-  for (const Group& group : fGroups) {
-    if (!group.leads) continue;
-    gathered.assign(group.width, 0.0);
-    for (std::uint32_t i = 0; i < group.size; ++i) {
-      const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
-      const double factor = x[group.start + i];
-      for (std::uint32_t c = 0; c < group.width; ++c) gathered[c] += y[c] * factor;
-    }
-    const double* from = gathered.data();
-    for (const Link& link : LinksOf(group)) {
-      double* to = reduced.data() + fReduced.Start(fGroups[link.group].trailing);
-      for (std::uint32_t j = 0; j < link.size; ++j) to[j] -= *from++;
-    }
-  }
-  fReduced.Solve(reduced);
-  for (const Group& group : fGroups) {
-    if (!group.leads) {
-      std::copy_n(
-          reduced.begin() + fReduced.Start(group.trailing), group.size, x.begin() + group.start);
-      continue;
-    }
-    gathered.resize(group.width);
-    double* to = gathered.data();
-    for (const Link& link : LinksOf(group))
-      to =
-          std::copy_n(reduced.data() + fReduced.Start(fGroups[link.group].trailing), link.size, to);
-    double result[kLargestLeading] = {};
-    const double* inverse = fScaled.get() + group.diagonal;
-    for (std::uint32_t i = 0; i < group.size; ++i) {
-      for (std::uint32_t k = 0; k < group.size; ++k)
-        result[i] += inverse[std::size_t{i} * group.size + k] * x[group.start + k];
-      const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
-      for (std::uint32_t c = 0; c < group.width; ++c) result[i] -= y[c] * gathered[c];
-    }
-    std::copy_n(result, group.size, x.begin() + group.start);
+  const double* from = gathered;
+  for (const Link& link : LinksOf(group)) {
+    double* to = reduced.data() + fReduced.Start(fGroups[link.group].trailing);
+    for (std::uint32_t j = 0; j < link.size; ++j) to[j] -= *from++;
   }
 }
 
-void BlockSystem::ComputeCofactors() {
-  const std::span<const double> inverse = fReduced.Inverse();
-  for (const Group& group : fGroups) {
-    if (group.leads) {
-      CofactorsOf(group);
-      for (std::size_t i = 0; i < group.size; ++i)
-        fDiagonal[group.start + i] = fCross[group.diagonal + i * group.size + i];
-    } else {
-      const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
-      for (std::size_t i = 0; i < group.size; ++i)
-        fDiagonal[group.start + i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
-    }
+// x_i = P^-1 n_i - Y x_r
+void BlockSystem::SolveLeading(const Group& group,
+                               std::span<const double> reduced,
+                               const double* rhs,
+                               double* gathered,
+                               double* x) const {
+  double* to = gathered;
+  for (const Link& link : LinksOf(group))
+    to = std::copy_n(reduced.data() + fReduced.Start(fGroups[link.group].trailing), link.size, to);
+  double result[kLargestLeading] = {};
+  const double* inverse = fScaled.get() + group.diagonal;
+  for (std::size_t i = 0; i < group.size; ++i) {
+    for (std::size_t k = 0; k < group.size; ++k) result[i] += inverse[i * group.size + k] * rhs[k];
+    const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
+    for (std::uint32_t c = 0; c < group.width; ++c) result[i] -= y[c] * gathered[c];
   }
+  std::copy_n(result, group.size, x);
 }
 
-// Q_ir = -Y Q_rr, block after block, and Q_ii = P^-1 - Q_ir Y^T.
-void BlockSystem::CofactorsOf(const Group& group) {
-  const std::uint32_t n = group.size;
-  const std::size_t width = group.width;
-  const double* y = fScaled.get() + group.coupling;
-  double* cross = fCross.get() + group.coupling;
-  MultiplyByInverse(BlocksOf(group), y, fReduced.Inverse().data(), cross);
-  const double* block = fScaled.get() + group.diagonal;
-  double* own = fCross.get() + group.diagonal;
-  for (std::uint32_t i = 0; i < n; ++i)
-    for (std::uint32_t k = 0; k <= i; ++k) {
-      double sum = block[i * n + k];
-      for (std::size_t c = 0; c < width; ++c) sum -= cross[i * width + c] * y[k * width + c];
-      own[i * n + k] = own[k * n + i] = sum;
-    }
+std::optional<BlockSystem::View> BlockSystem::ViewOf(std::uint32_t a, std::uint32_t b) const {
+  const Group& ga = fGroups[a];
+  const Group& gb = fGroups[b];
+  if (!ga.leads && !gb.leads) {
+    if (!fReduced.HasPlace(ga.trailing, gb.trailing)) return {};
+    const ReducedSystem::Place place = fReduced.PlaceOf(ga.trailing, gb.trailing);
+    return View{fReduced.Inverse().data() + place.offset, place.rowStride, place.columnStride};
+  }
+  if (a == b) return View{fCross.get() + ga.diagonal, ga.size, 1};
+  if (!fHasCross || (ga.leads && gb.leads)) return {};
+  const Link* link = ga.leads ? FindLink(a, b) : FindLink(b, a);
+  if (link == nullptr) return {};
+  const double* from = fCross.get() + link->offset;
+  return ga.leads ? View{from, link->stride, 1} : View{from, 1, link->stride};
 }
 
 bool BlockSystem::BlockOf(std::uint32_t a, std::uint32_t b, double* block) const {
-  const Group& ga = fGroups[a];
-  const Group& gb = fGroups[b];
-  if (ga.leads || gb.leads) {
-    if (a == b) {
-      std::copy_n(fCross.get() + ga.diagonal, std::size_t{ga.size} * ga.size, block);
-      return true;
-    }
-    const bool aLeads = ga.leads;
-    const Link* link = ga.leads && gb.leads ? nullptr : FindLink(aLeads ? a : b, aLeads ? b : a);
-    if (link == nullptr) return false;
-    for (std::uint32_t i = 0; i < ga.size; ++i)
-      for (std::uint32_t j = 0; j < gb.size; ++j)
-        block[i * gb.size + j] =
-            fCross[link->offset + (aLeads ? i * link->stride + j : j * link->stride + i)];
-    return true;
-  }
-  if (!fReduced.HasPlace(ga.trailing, gb.trailing)) return false;
-  const ReducedSystem::Place place = fReduced.PlaceOf(ga.trailing, gb.trailing);
-  const std::span<const double> inverse = fReduced.Inverse();
-  for (std::uint32_t i = 0; i < ga.size; ++i)
-    for (std::uint32_t j = 0; j < gb.size; ++j)
-      block[i * gb.size + j] = inverse[place.offset + i * std::size_t{place.rowStride} +
-                                       j * std::size_t{place.columnStride}];
+  const std::optional<View> view = ViewOf(a, b);
+  if (!view) return false;
+  for (std::uint32_t i = 0; i < fGroups[a].size; ++i)
+    for (std::uint32_t j = 0; j < fGroups[b].size; ++j)
+      *block++ = view->from[i * view->rowStride + j * view->columnStride];
   return true;
 }
 
 void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) const {
   x.assign(fSize, 0.0);
-  x[column] = 1.0;
-  SolveWith(x);
+  const Group& own = fGroups[fGroupOf[column]];
+  std::vector<double> reduced(fReduced.Unknowns());
+  std::vector<double> gathered(fWorking.size());
+  double unit[kLargestBlock] = {};
+  unit[column - own.start] = 1.0;
+  if (own.leads)
+    GatherInto(own, unit, gathered.data(), reduced);
+  else
+    reduced[fReduced.Start(own.trailing) + column - own.start] = 1.0;
+  fReduced.Solve(reduced);
+  constexpr double kZeros[kLargestBlock] = {};
+  for (const Group& group : fGroups) {
+    double* solution = x.data() + group.start;
+    if (group.leads)
+      SolveLeading(group, reduced, &group == &own ? unit : kZeros, gathered.data(), solution);
+    else
+      std::copy_n(reduced.begin() + fReduced.Start(group.trailing), group.size, solution);
+  }
 }
 
 double BlockSystem::Cofactor(std::uint32_t row, std::uint32_t column) const {
@@ -689,25 +752,33 @@ void BlockSystem::CofactorForms(std::span<DesignRow> rows, double* forms) const 
 }
 
 void BlockSystem::FormsOf(const Spread& spread, double* forms) const {
+  FormBlock blocks[kProductsAtOnce];
+  std::uint32_t count = 0;
   std::fill_n(forms, spread.rows, 0.0);
-  double block[kLargestBlock * kLargestBlock];
+  const auto flush = [&] {
+    double parts[Spread::kRows];
+    ComputeForms({blocks, count}, spread.rows, spread.a.data(), Spread::kColumns, parts);
+    for (std::uint32_t r = 0; r < spread.rows; ++r) forms[r] += parts[r];
+    count = 0;
+  };
   for (std::uint32_t i = 0; i < spread.count; ++i)
     for (std::uint32_t j = 0; j <= i; ++j) {
-      const std::uint32_t n = fGroups[spread.groups[i]].size;
-      const std::uint32_t m = fGroups[spread.groups[j]].size;
-      if (!BlockOf(spread.groups[i], spread.groups[j], block)) continue;
-      for (std::uint32_t r = 0; r < spread.rows; ++r) {
-        const double* a = spread.Row(r) + spread.firsts[i];
-        const double* b = spread.Row(r) + spread.firsts[j];
-        double sum = 0.0;
-        for (std::uint32_t p = 0; p < n; ++p) {
-          double part = 0.0;
-          for (std::uint32_t q = 0; q < m; ++q) part += block[p * m + q] * b[q];
-          sum += a[p] * part;
-        }
-        forms[r] += i == j ? sum : 2.0 * sum;
-      }
+      const std::optional<View> view = ViewOf(spread.groups[i], spread.groups[j]);
+      if (!view) continue;
+      // The kernel takes the side that stands side by side as columns.
+      const bool isTurned = view->columnStride != 1;
+      const std::uint32_t rows = isTurned ? j : i;
+      const std::uint32_t columns = isTurned ? i : j;
+      blocks[count] = {view->from,
+                       isTurned ? view->columnStride : view->rowStride,
+                       spread.firsts[rows],
+                       fGroups[spread.groups[rows]].size,
+                       spread.firsts[columns],
+                       fGroups[spread.groups[columns]].size,
+                       i == j ? 1.0 : 2.0};
+      if (++count == kProductsAtOnce) flush();
     }
+  flush();
 }
 
 double BlockSystem::CofactorForm(const DesignRow& row) const {

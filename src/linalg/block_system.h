@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -41,7 +42,11 @@ class BlockSystem final : public NormalSystem {
                     const double* misclosures) override;
   void WidenRow(std::uint32_t /*row*/, std::uint32_t /*first*/) override {}
   void StoreElement(std::uint32_t row, std::uint32_t column, double value) override;
-  void SetRhs(std::uint32_t row, double value) override { fRhs[row] = value; }
+  // Also behind Seal, for another right-hand side of the same system.
+  void SetRhs(std::uint32_t row, double value) override {
+    fRhs[row] = value;
+    fIsEliminated = false;
+  }
   bool Seal() override;
   [[nodiscard]] double Element(std::uint32_t row, std::uint32_t column) const override;
   void DiagonalBlock(std::uint32_t first, std::uint32_t size, double* block) const override;
@@ -50,8 +55,7 @@ class BlockSystem final : public NormalSystem {
   [[nodiscard]] std::span<const double> Rhs() const override { return fRhs; }
   [[nodiscard]] std::span<const double> Solution() const override { return fSolution; }
   [[nodiscard]] std::span<const double> DiagonalCofactors() override { return fDiagonal; }
-  // All that is asked for is there since the factorisation.
-  void InvertCofactors() override {}
+  void InvertCofactors() override;
   // Any element; one beside the blocks costs a solution.
   [[nodiscard]] double Cofactor(std::uint32_t row, std::uint32_t column) const override;
   [[nodiscard]] double CofactorForm(const DesignRow& row) const override;
@@ -71,6 +75,7 @@ class BlockSystem final : public NormalSystem {
   struct Link {
     std::uint32_t group;
     std::uint32_t size;    // unknowns of that group
+    std::uint32_t order;   // of that group
     std::uint32_t stride;  // from row to row
     std::size_t offset;    // of its first element in fValues
   };
@@ -81,12 +86,13 @@ class BlockSystem final : public NormalSystem {
     bool leads = false;
     bool isMultiplier = false;
     std::uint32_t trailing = kNone;  // number in the reduced system
+    std::uint32_t order = 0;         // and place in the order of its elimination
     std::size_t diagonal = 0;        // square block, by rows
     std::uint32_t firstLink = 0;
     std::uint32_t links = 0;
     std::uint32_t width = 0;   // of W
     std::size_t coupling = 0;  // W or the couplings in fValues; Y and Q_ir stand alike
-    // Links and pairs as the kernels take them: neighbours in the root are joined.
+    // Links and pairs as the kernels take them: neighbours in the reduced system are joined.
     std::uint32_t firstJoined = 0;
     std::uint32_t joined = 0;
     std::size_t firstPair = 0;
@@ -108,24 +114,40 @@ class BlockSystem final : public NormalSystem {
   void ArrangeBlocks();
   void ArrangeReduced();
   void ArrangePairs();
-  // P^-1 of all leading groups. False when some are singular: they trail from now on.
-  bool InvertLeading();
+  // False when the block of a leading group is singular: it trails from now on.
+  bool Eliminate();
   void Demote(std::uint32_t group);
-  void ReduceLeading(const Group& group);
+  void ReduceLeading(const Group& group, const double* root);
   [[nodiscard]] std::span<const Link> LinksOf(const Group& group) const noexcept {
     return std::span(fLinks).subspan(group.firstLink, group.links);
   }
   [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
-  void ComputeCofactors();
   void CofactorsOf(const Group& group);
   void FormsOf(const Spread& spread, double* forms) const;
-  // Q of two groups by rows, when it is one of the blocks that were computed.
+  // Q of two groups where it stands, when it is one of the blocks that were computed. One of the
+  // strides is 1.
+  struct View {
+    const double* from;
+    std::size_t rowStride;
+    std::size_t columnStride;
+  };
+  [[nodiscard]] std::optional<View> ViewOf(std::uint32_t a, std::uint32_t b) const;
+  // The same by rows.
   bool BlockOf(std::uint32_t a, std::uint32_t b, double* block) const;
   // The solution for a unit vector.
   void SolveColumn(std::uint32_t column, std::vector<double>& x) const;
-  // x := the solution for the right-hand side x
-  void SolveWith(std::vector<double>& x) const;
+  // The share of a leading group with the right-hand side n_i in that of the reduced system, and
+  // its solution x_i; `gathered` is working memory of the group's width.
+  void GatherInto(const Group& group,
+                  const double* rhs,
+                  double* gathered,
+                  std::span<double> reduced) const;
+  void SolveLeading(const Group& group,
+                    std::span<const double> reduced,
+                    const double* rhs,
+                    double* gathered,
+                    double* x) const;
 
   SystemLayout fLayout;
   bool fIsNew = true;  // the groups of the layout are not made yet
@@ -163,7 +185,12 @@ class BlockSystem final : public NormalSystem {
   ReducedSystem fReduced;
   std::vector<double> fValues;        // diagonal blocks, W, couplings as assembled
   std::unique_ptr<double[]> fScaled;  // at the places of fValues: P^-1 and Y
-  std::unique_ptr<double[]> fCross;   // at the places of fValues: Q_ii and Q_ir
+  std::unique_ptr<double[]> fCross;   // at the places of fValues: Q_ii and, if it is there, Q_ir
+  bool fIsEliminated = false;         // fScaled and the reduced system are those of fValues
+  bool fHasCross = false;
+  std::uint32_t fWidest = 0;  // elements of the largest W
+  std::vector<double> fWorking;
+  std::vector<double> fReducedRhs;  // then the reduced solution
   std::vector<double> fRhs, fSolution, fDiagonal;
 };
 

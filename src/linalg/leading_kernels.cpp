@@ -2,11 +2,18 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <utility>
 
 namespace vermo {
 namespace {
 
 using dense::Variant;
+
+// In an order that vectors of any length can take.
+double SumOf(const double (&lanes)[8]) noexcept {
+  return ((lanes[0] + lanes[4]) + (lanes[2] + lanes[6])) +
+         ((lanes[1] + lanes[5]) + (lanes[3] + lanes[7]));
+}
 
 // N doubles side by side.
 template <std::uint32_t N>
@@ -18,25 +25,60 @@ template <std::uint32_t N>
 using LanesOf = typename Lanes<N>::Type;
 
 // The unknowns of a link are taken in pieces of a size that the compiler knows. Pieces are
-// independent: a result does not depend on how they are cut.
-template <typename Piece>
+// independent: a result does not depend on how they are cut. Where lanes are plenty (kRoundUp) a
+// remainder is one piece of K unknowns in N lanes; the lanes beyond are read, computed and dropped.
+template <bool kRoundUp, typename Piece>
 [[gnu::always_inline]] inline void InPieces(std::uint32_t size, Piece piece) {
   std::uint32_t first = 0;
-  for (; size - first >= 8; first += 8) piece.template operator()<8>(first);
+  for (; size - first >= 8; first += 8) piece.template operator()<8, 8>(first);
+  if constexpr (kRoundUp) {
+    switch (size - first) {
+      case 7:
+        return piece.template operator()<8, 7>(first);
+      case 6:
+        return piece.template operator()<8, 6>(first);
+      case 5:
+        return piece.template operator()<8, 5>(first);
+      case 4:
+        return piece.template operator()<4, 4>(first);
+      case 3:
+        return piece.template operator()<4, 3>(first);
+      case 2:
+        return piece.template operator()<2, 2>(first);
+      case 1:
+        return piece.template operator()<1, 1>(first);
+      default:
+        return;
+    }
+  }
   if (size - first >= 4) {
-    piece.template operator()<4>(first);
+    piece.template operator()<4, 4>(first);
     first += 4;
   }
   if (size - first >= 2) {
-    piece.template operator()<2>(first);
+    piece.template operator()<2, 2>(first);
     first += 2;
   }
-  if (size - first == 1) piece.template operator()<1>(first);
+  if (size - first == 1) piece.template operator()<1, 1>(first);
 }
 
-// to(i, j) -= sum over r of a(r, i) b(r, j) for i < N. A depth D of 0 stands for one that is known
-// at run time only.
-template <std::uint32_t D, std::uint32_t N>
+template <std::uint32_t N>
+[[gnu::always_inline]] inline const LanesOf<N>& Load(const double* from) {
+  return *reinterpret_cast<const LanesOf<N>*>(from);
+}
+
+// The first K of N lanes.
+template <std::uint32_t K, std::uint32_t N>
+[[gnu::always_inline]] inline void Store(double* to, const LanesOf<N>& lanes) {
+  if constexpr (K == N)
+    *reinterpret_cast<LanesOf<N>*>(to) = lanes;
+  else
+    __builtin_memcpy(to, &lanes, K * sizeof(double));
+}
+
+// to(i, j) -= sum over r of a(r, i) b(r, j) for K rows. A depth D of 0 stands for one that is
+// known at run time only.
+template <std::uint32_t D, std::uint32_t N, std::uint32_t K>
 [[gnu::always_inline]] inline void SubtractOuter(double* to,
                                                  std::size_t stride,
                                                  const double* a,
@@ -44,19 +86,18 @@ template <std::uint32_t D, std::uint32_t N>
                                                  std::size_t width,
                                                  std::uint32_t depth,
                                                  std::uint32_t columns) {
-  using V = LanesOf<N>;
   const std::uint32_t d = D == 0 ? depth : D;
-  V rows[6];
-  for (std::uint32_t r = 0; r < d; ++r) rows[r] = *reinterpret_cast<const V*>(a + r * width);
+  LanesOf<N> rows[6];
+  for (std::uint32_t r = 0; r < d; ++r) rows[r] = Load<N>(a + r * width);
   for (std::uint32_t j = 0; j < columns; ++j) {
-    V* column = reinterpret_cast<V*>(to + j * stride);
-    V sum = *column;
+    double* column = to + j * stride;
+    LanesOf<N> sum = Load<N>(column);
     for (std::uint32_t r = 0; r < d; ++r) sum -= rows[r] * b[r * width + j];
-    *column = sum;
+    Store<K, N>(column, sum);
   }
 }
 
-template <std::uint32_t D>
+template <std::uint32_t D, bool kRoundUp>
 [[gnu::always_inline]] inline void SharesBody(const LeadingBlocks& blocks,
                                               const double* w,
                                               const double* y,
@@ -66,20 +107,20 @@ template <std::uint32_t D>
     for (std::uint32_t z = 0; z <= x; ++z, ++pair) {
       const LeadingLink& rows = blocks.link[pair->swapped ? z : x];
       const LeadingLink& columns = blocks.link[pair->swapped ? x : z];
-      InPieces(rows.size, [&]<std::uint32_t N>(std::uint32_t first) {
-        SubtractOuter<D, N>(reduced + pair->offset + first,
-                            pair->stride,
-                            w + rows.first + first,
-                            y + columns.first,
-                            blocks.width,
-                            blocks.n,
-                            columns.size);
+      InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+        SubtractOuter<D, N, K>(reduced + pair->offset + first,
+                               pair->stride,
+                               w + rows.first + first,
+                               y + columns.first,
+                               blocks.width,
+                               blocks.n,
+                               columns.size);
       });
     }
 }
 
-// cross(:, rows) -= Y(:, columns) Q^T for N rows
-template <std::uint32_t D, std::uint32_t N>
+// cross(:, rows) -= Y(:, columns) Q^T for K rows
+template <std::uint32_t D, std::uint32_t N, std::uint32_t K>
 [[gnu::always_inline]] inline void SubtractAlong(double* cross,
                                                  const double* y,
                                                  std::size_t width,
@@ -87,19 +128,18 @@ template <std::uint32_t D, std::uint32_t N>
                                                  std::size_t stride,
                                                  std::uint32_t depth,
                                                  std::uint32_t columns) {
-  using V = LanesOf<N>;
   const std::uint32_t d = D == 0 ? depth : D;
-  V sum[6];
-  for (std::uint32_t r = 0; r < d; ++r) sum[r] = *reinterpret_cast<const V*>(cross + r * width);
+  LanesOf<N> sum[6];
+  for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(cross + r * width);
   for (std::uint32_t j = 0; j < columns; ++j) {
-    const V column = *reinterpret_cast<const V*>(q + j * stride);
+    const LanesOf<N> column = Load<N>(q + j * stride);
     for (std::uint32_t r = 0; r < d; ++r) sum[r] -= column * y[r * width + j];
   }
-  for (std::uint32_t r = 0; r < d; ++r) *reinterpret_cast<V*>(cross + r * width) = sum[r];
+  for (std::uint32_t r = 0; r < d; ++r) Store<K, N>(cross + r * width, sum[r]);
 }
 
-// cross(:, columns) -= Y(:, rows) Q for N columns
-template <std::uint32_t D, std::uint32_t N>
+// cross(:, columns) -= Y(:, rows) Q for K columns
+template <std::uint32_t D, std::uint32_t N, std::uint32_t K>
 [[gnu::always_inline]] inline void SubtractAcross(double* cross,
                                                   const double* y,
                                                   std::size_t width,
@@ -107,19 +147,18 @@ template <std::uint32_t D, std::uint32_t N>
                                                   std::size_t stride,
                                                   std::uint32_t depth,
                                                   std::uint32_t rows) {
-  using V = LanesOf<N>;
   const std::uint32_t d = D == 0 ? depth : D;
-  V sum[6];
-  for (std::uint32_t r = 0; r < d; ++r) sum[r] = *reinterpret_cast<const V*>(cross + r * width);
+  LanesOf<N> sum[6];
+  for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(cross + r * width);
   for (std::uint32_t i = 0; i < rows; ++i) {
-    V row;
-    for (std::uint32_t j = 0; j < N; ++j) row[j] = q[j * stride + i];
+    LanesOf<N> row{};
+    for (std::uint32_t j = 0; j < K; ++j) row[j] = q[j * stride + i];
     for (std::uint32_t r = 0; r < d; ++r) sum[r] -= row * y[r * width + i];
   }
-  for (std::uint32_t r = 0; r < d; ++r) *reinterpret_cast<V*>(cross + r * width) = sum[r];
+  for (std::uint32_t r = 0; r < d; ++r) Store<K, N>(cross + r * width, sum[r]);
 }
 
-template <std::uint32_t D>
+template <std::uint32_t D, bool kRoundUp>
 [[gnu::always_inline]] inline void InverseBody(const LeadingBlocks& blocks,
                                                const double* y,
                                                const double* inverse,
@@ -131,190 +170,373 @@ template <std::uint32_t D>
       const LeadingLink& rows = blocks.link[pair->swapped ? z : x];
       const LeadingLink& columns = blocks.link[pair->swapped ? x : z];
       const double* q = inverse + pair->offset;
-      InPieces(rows.size, [&]<std::uint32_t N>(std::uint32_t first) {
-        SubtractAlong<D, N>(cross + rows.first + first,
-                            y + columns.first,
-                            blocks.width,
-                            q + first,
-                            pair->stride,
-                            blocks.n,
-                            columns.size);
+      InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+        SubtractAlong<D, N, K>(cross + rows.first + first,
+                               y + columns.first,
+                               blocks.width,
+                               q + first,
+                               pair->stride,
+                               blocks.n,
+                               columns.size);
       });
       if (x == z) continue;
-      InPieces(columns.size, [&]<std::uint32_t N>(std::uint32_t first) {
-        SubtractAcross<D, N>(cross + columns.first + first,
-                             y + rows.first,
-                             blocks.width,
-                             q + first * std::size_t{pair->stride},
-                             pair->stride,
-                             blocks.n,
-                             rows.size);
+      InPieces<kRoundUp>(columns.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+        SubtractAcross<D, N, K>(cross + columns.first + first,
+                                y + rows.first,
+                                blocks.width,
+                                q + first * std::size_t{pair->stride},
+                                pair->stride,
+                                blocks.n,
+                                rows.size);
       });
     }
 }
 
-[[gnu::always_inline]] inline void Shares(const LeadingBlocks& blocks,
-                                          const double* w,
-                                          const double* y,
-                                          double* reduced) {
-  if (blocks.n == 3)
-    SharesBody<3>(blocks, w, y, reduced);
-  else
-    SharesBody<0>(blocks, w, y, reduced);
+// sum(r) -= factor Y(r, columns) Q^T for the rows of one piece
+template <std::uint32_t D, std::uint32_t N>
+[[gnu::always_inline]] inline void SubtractColumns(LanesOf<N>* sum,
+                                                   double factor,
+                                                   const double* y,
+                                                   std::size_t width,
+                                                   const double* q,
+                                                   std::size_t stride,
+                                                   std::uint32_t depth,
+                                                   std::uint32_t columns) {
+  const std::uint32_t d = D == 0 ? depth : D;
+  for (std::uint32_t j = 0; j < columns; ++j) {
+    const LanesOf<N> column = Load<N>(q + j * stride);
+    for (std::uint32_t r = 0; r < d; ++r) sum[r] -= column * (factor * y[r * width + j]);
+  }
 }
 
-[[gnu::always_inline]] inline void Inverse(const LeadingBlocks& blocks,
-                                           const double* y,
-                                           const double* inverse,
-                                           double* cross) {
-  if (blocks.n == 3)
-    InverseBody<3>(blocks, y, inverse, cross);
-  else
-    InverseBody<0>(blocks, y, inverse, cross);
+// A piece of `half` is summed up over all its pairs before it is stored; turned pairs, few or none,
+// have come before.
+template <std::uint32_t D, bool kRoundUp>
+[[gnu::always_inline]] inline void HalfBody(const LeadingBlocks& blocks,
+                                            const double* y,
+                                            const double* inverse,
+                                            double* half) {
+  const std::uint32_t d = D == 0 ? blocks.n : D;
+  const std::size_t width = blocks.width;
+  std::fill_n(half, blocks.n * width, 0.0);
+  const LeadingPair* pair = blocks.pair;
+  for (std::uint32_t x = 0; x < blocks.links; ++x)
+    for (std::uint32_t z = 0; z <= x; ++z, ++pair) {
+      if (!pair->swapped) continue;
+      const LeadingLink& rows = blocks.link[z];
+      const LeadingLink& columns = blocks.link[x];
+      InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+        SubtractAlong<D, N, K>(half + rows.first + first,
+                               y + columns.first,
+                               width,
+                               inverse + pair->offset + first,
+                               pair->stride,
+                               blocks.n,
+                               columns.size);
+      });
+    }
+  const LeadingPair* pairs = blocks.pair;
+  for (std::uint32_t x = 0; x < blocks.links; pairs += ++x) {
+    const LeadingLink& rows = blocks.link[x];
+    InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+      LanesOf<N> sum[6];
+      double* piece = half + rows.first + first;
+      for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(piece + r * width);
+      for (std::uint32_t z = 0; z < x; ++z) {
+        const LeadingLink& columns = blocks.link[z];
+        if (!pairs[z].swapped)
+          SubtractColumns<D, N>(sum,
+                                1.0,
+                                y + columns.first,
+                                width,
+                                inverse + pairs[z].offset + first,
+                                pairs[z].stride,
+                                blocks.n,
+                                columns.size);
+      }
+      // Of the pair with itself columns before the piece's eight count whole, the eight half.
+      const std::uint32_t eight = first - first % 8;
+      const std::uint32_t count = std::min(rows.size - eight, std::uint32_t{8});
+      const double* own = inverse + pairs[x].offset + first;
+      const std::size_t stride = pairs[x].stride;
+      SubtractColumns<D, N>(sum, 1.0, y + rows.first, width, own, stride, blocks.n, eight);
+      SubtractColumns<D, N>(
+          sum, 0.5, y + rows.first + eight, width, own + eight * stride, stride, blocks.n, count);
+      for (std::uint32_t r = 0; r < d; ++r) Store<K, N>(piece + r * width, sum[r]);
+    });
+  }
 }
 
+// own(i, k) = block(i, k) - half(i) y(k)^T - y(i) half(k)^T. Column c is summed up in lane c % 8.
 template <std::uint32_t D>
+[[gnu::always_inline]] inline void GramBody(std::uint32_t depth,
+                                            std::size_t width,
+                                            const double* half,
+                                            const double* y,
+                                            const double* block,
+                                            double* own) {
+  const std::uint32_t d = D == 0 ? depth : D;
+  const std::size_t whole = width - width % 8;
+  for (std::uint32_t i = 0; i < d; ++i)
+    for (std::uint32_t k = 0; k <= i; ++k) {
+      const double* hi = half + i * width;
+      const double* hk = half + k * width;
+      const double* yi = y + i * width;
+      const double* yk = y + k * width;
+      LanesOf<8> sum{};
+      for (std::size_t c = 0; c < whole; c += 8)
+        sum += Load<8>(hi + c) * Load<8>(yk + c) + Load<8>(yi + c) * Load<8>(hk + c);
+      double lanes[8];
+      Store<8, 8>(lanes, sum);
+      for (std::size_t c = whole; c < width; ++c) lanes[c - whole] += hi[c] * yk[c] + yi[c] * hk[c];
+      const std::size_t place = std::size_t{i} * d + k;
+      own[place] = own[std::size_t{k} * d + i] = block[place] - SumOf(lanes);
+    }
+}
+
+// sum += the first K lanes of a piece
+template <std::uint32_t K, std::uint32_t N>
+[[gnu::always_inline]] inline void AddWidened(LanesOf<8>& sum, const LanesOf<N>& piece) {
+  const auto add = [&]<int... I>(std::integer_sequence<int, I...>) {
+    sum += __builtin_shufflevector(
+        piece, LanesOf<N>{}, (I < static_cast<int>(K) ? I : static_cast<int>(N))...);
+  };
+  add(std::make_integer_sequence<int, 8>{});
+}
+
+template <std::uint32_t C, bool kRoundUp>
+[[gnu::always_inline]] inline void FormsBody(std::span<const FormBlock> blocks,
+                                             const double* a,
+                                             std::size_t width,
+                                             double* forms) {
+  LanesOf<8> sums[C] = {};
+  for (const FormBlock& block : blocks) {
+    const double* rows = a + block.firstRow;
+    const double* columns = a + block.firstColumn;
+    InPieces<kRoundUp>(block.columns, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+      LanesOf<N> parts[C] = {};
+      for (std::uint32_t p = 0; p < block.rows; ++p) {
+        const LanesOf<N> q = Load<N>(block.from + p * block.stride + first);
+        for (std::uint32_t r = 0; r < C; ++r) parts[r] += q * rows[r * width + p];
+      }
+      for (std::uint32_t r = 0; r < C; ++r) {
+        parts[r] *= Load<N>(columns + r * width + first) * block.factor;
+        if constexpr (kRoundUp || N == 8)
+          AddWidened<K, N>(sums[r], parts[r]);
+        else
+          for (std::uint32_t k = 0; k < K; ++k) sums[r][(first + k) % 8] += parts[r][k];
+      }
+    });
+  }
+  for (std::uint32_t r = 0; r < C; ++r) {
+    double lanes[8];
+    Store<8, 8>(lanes, sums[r]);
+    forms[r] = SumOf(lanes);
+  }
+}
+
+template <std::uint32_t D, bool kRoundUp>
 [[gnu::always_inline]] inline void RowsBody(
     std::uint32_t depth, std::size_t width, const double* inverse, const double* w, double* y) {
   const std::uint32_t d = D == 0 ? depth : D;
-  InPieces(static_cast<std::uint32_t>(width), [&]<std::uint32_t N>(std::uint32_t first) {
-    using V = LanesOf<N>;
-    V rows[6];
-    for (std::uint32_t r = 0; r < d; ++r)
-      rows[r] = *reinterpret_cast<const V*>(w + r * width + first);
-    for (std::uint32_t i = 0; i < d; ++i) {
-      V sum = rows[0] * inverse[std::size_t{i} * d];
-      for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * inverse[std::size_t{i} * d + r];
-      *reinterpret_cast<V*>(y + i * width + first) = sum;
-    }
-  });
+  InPieces<kRoundUp>(static_cast<std::uint32_t>(width),
+                     [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+                       LanesOf<N> rows[6];
+                       for (std::uint32_t r = 0; r < d; ++r)
+                         rows[r] = Load<N>(w + r * width + first);
+                       for (std::uint32_t i = 0; i < d; ++i) {
+                         LanesOf<N> sum = rows[0] * inverse[std::size_t{i} * d];
+                         for (std::uint32_t r = 1; r < d; ++r)
+                           sum += rows[r] * inverse[std::size_t{i} * d + r];
+                         Store<K, N>(y + i * width + first, sum);
+                       }
+                     });
 }
 
-[[gnu::always_inline]] inline void Rows(
-    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
-  if (n == 3)
-    RowsBody<3>(n, width, inverse, w, y);
-  else
-    RowsBody<0>(n, width, inverse, w, y);
-}
-
-template <std::uint32_t C>
+template <std::uint32_t C, bool kRoundUp>
 [[gnu::always_inline]] inline void ProductsBody(std::span<const ProductBlock> blocks,
                                                 const double* weighted,
                                                 const double* a,
                                                 std::size_t width) {
   for (const ProductBlock& block : blocks)
-    InPieces(block.columns, [&]<std::uint32_t N>(std::uint32_t first) {
-      using V = LanesOf<N>;
-      V columns[C];
+    InPieces<kRoundUp>(block.columns, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+      LanesOf<N> columns[C];
       for (std::uint32_t r = 0; r < C; ++r)
-        columns[r] = *reinterpret_cast<const V*>(a + r * width + block.firstColumn + first);
+        columns[r] = Load<N>(a + r * width + block.firstColumn + first);
       for (std::uint32_t p = 0; p < block.rows; ++p) {
-        V* to = reinterpret_cast<V*>(block.to + p * block.stride + first);
-        V sum = *to;
+        double* to = block.to + p * block.stride + first;
+        LanesOf<N> sum = Load<N>(to);
         for (std::uint32_t r = 0; r < C; ++r)
           sum += columns[r] * weighted[r * width + block.firstRow + p];
-        *to = sum;
+        Store<K, N>(to, sum);
       }
     });
 }
 
+// Depths and components that are worth code of their own, and all others.
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void Rows(
+    std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) {
+  if (n == 3)
+    RowsBody<3, kRoundUp>(n, width, matrix, w, y);
+  else
+    RowsBody<0, kRoundUp>(n, width, matrix, w, y);
+}
+
+template <bool kRoundUp>
 [[gnu::always_inline]] inline void Products(std::span<const ProductBlock> blocks,
                                             std::uint32_t components,
                                             const double* weighted,
                                             const double* a,
                                             std::size_t width) {
   if (components == 2)
-    ProductsBody<2>(blocks, weighted, a, width);
+    ProductsBody<2, kRoundUp>(blocks, weighted, a, width);
   else if (components == 1)
-    ProductsBody<1>(blocks, weighted, a, width);
+    ProductsBody<1, kRoundUp>(blocks, weighted, a, width);
   else
-    ProductsBody<3>(blocks, weighted, a, width);
+    ProductsBody<3, kRoundUp>(blocks, weighted, a, width);
 }
 
-using ProductBlocks = std::span<const ProductBlock>;
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void Shares(const LeadingBlocks& blocks,
+                                          const double* w,
+                                          const double* y,
+                                          double* reduced) {
+  if (blocks.n == 3)
+    SharesBody<3, kRoundUp>(blocks, w, y, reduced);
+  else
+    SharesBody<0, kRoundUp>(blocks, w, y, reduced);
+}
+
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void Inverse(const LeadingBlocks& blocks,
+                                           const double* y,
+                                           const double* inverse,
+                                           double* cross) {
+  if (blocks.n == 3)
+    InverseBody<3, kRoundUp>(blocks, y, inverse, cross);
+  else
+    InverseBody<0, kRoundUp>(blocks, y, inverse, cross);
+}
+
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void Half(const LeadingBlocks& blocks,
+                                        const double* y,
+                                        const double* inverse,
+                                        double* half) {
+  if (blocks.n == 3)
+    HalfBody<3, kRoundUp>(blocks, y, inverse, half);
+  else
+    HalfBody<0, kRoundUp>(blocks, y, inverse, half);
+}
+
+[[gnu::always_inline]] inline void Gram(std::uint32_t n,
+                                        std::size_t width,
+                                        const double* half,
+                                        const double* y,
+                                        const double* block,
+                                        double* own) {
+  if (n == 3)
+    GramBody<3>(n, width, half, y, block, own);
+  else
+    GramBody<0>(n, width, half, y, block, own);
+}
+
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void Forms(std::span<const FormBlock> blocks,
+                                         std::uint32_t components,
+                                         const double* a,
+                                         std::size_t width,
+                                         double* forms) {
+  if (components == 2)
+    FormsBody<2, kRoundUp>(blocks, a, width, forms);
+  else if (components == 1)
+    FormsBody<1, kRoundUp>(blocks, a, width, forms);
+  else
+    FormsBody<3, kRoundUp>(blocks, a, width, forms);
+}
 
 struct Kernels {
   void (*rows)(std::uint32_t, std::size_t, const double*, const double*, double*);
-  void (*products)(ProductBlocks, std::uint32_t, const double*, const double*, std::size_t);
+  void (*products)(
+      std::span<const ProductBlock>, std::uint32_t, const double*, const double*, std::size_t);
   void (*shares)(const LeadingBlocks&, const double*, const double*, double*);
   void (*inverse)(const LeadingBlocks&, const double*, const double*, double*);
+  void (*half)(const LeadingBlocks&, const double*, const double*, double*);
+  void (*gram)(std::uint32_t, std::size_t, const double*, const double*, const double*, double*);
+  void (*forms)(std::span<const FormBlock>, std::uint32_t, const double*, std::size_t, double*);
 };
 
-void RowsPortable(
-    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
-  Rows(n, width, inverse, w, y);
-}
-void ProductsPortable(
-    ProductBlocks blocks, std::uint32_t n, const double* weighted, const double* a, std::size_t w) {
-  Products(blocks, n, weighted, a, w);
-}
-void SharesPortable(const LeadingBlocks& blocks,
-                    const double* w,
-                    const double* y,
-                    double* reduced) {
-  Shares(blocks, w, y, reduced);
-}
-void InversePortable(const LeadingBlocks& blocks,
-                     const double* y,
-                     const double* inverse,
-                     double* cross) {
-  Inverse(blocks, y, inverse, cross);
-}
-#if defined(__x86_64__)
-[[gnu::target("avx2")]] void RowsAvx2(
-    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
-  Rows(n, width, inverse, w, y);
-}
-[[gnu::target("avx2")]] void ProductsAvx2(
-    ProductBlocks blocks, std::uint32_t n, const double* weighted, const double* a, std::size_t w) {
-  Products(blocks, n, weighted, a, w);
-}
-[[gnu::target("avx2")]] void SharesAvx2(const LeadingBlocks& blocks,
-                                        const double* w,
-                                        const double* y,
-                                        double* reduced) {
-  Shares(blocks, w, y, reduced);
-}
-[[gnu::target("avx2")]] void InverseAvx2(const LeadingBlocks& blocks,
-                                         const double* y,
-                                         const double* inverse,
-                                         double* cross) {
-  Inverse(blocks, y, inverse, cross);
-}
-[[gnu::target("avx512f")]] void RowsAvx512(
-    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
-  Rows(n, width, inverse, w, y);
-}
-[[gnu::target("avx512f")]] void ProductsAvx512(
-    ProductBlocks blocks, std::uint32_t n, const double* weighted, const double* a, std::size_t w) {
-  Products(blocks, n, weighted, a, w);
-}
-[[gnu::target("avx512f")]] void SharesAvx512(const LeadingBlocks& blocks,
-                                             const double* w,
-                                             const double* y,
-                                             double* reduced) {
-  Shares(blocks, w, y, reduced);
-}
-[[gnu::target("avx512f")]] void InverseAvx512(const LeadingBlocks& blocks,
-                                              const double* y,
-                                              const double* inverse,
-                                              double* cross) {
-  Inverse(blocks, y, inverse, cross);
-}
-#endif
+// All kernels for one instruction set. The compiler uses its registers in functions that name it
+// themselves, so each variant is a set of functions of its own.
+#define CARDO_KERNELS(Name, kRoundUp, target)                                                   \
+  struct Name {                                                                                 \
+    target static void RowsOf(                                                                  \
+        std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) { \
+      Rows<kRoundUp>(n, width, matrix, w, y);                                                   \
+    }                                                                                           \
+    target static void ProductsOf(std::span<const ProductBlock> blocks,                         \
+                                  std::uint32_t components,                                     \
+                                  const double* weighted,                                       \
+                                  const double* a,                                              \
+                                  std::size_t width) {                                          \
+      Products<kRoundUp>(blocks, components, weighted, a, width);                               \
+    }                                                                                           \
+    target static void SharesOf(const LeadingBlocks& blocks,                                    \
+                                const double* w,                                                \
+                                const double* y,                                                \
+                                double* reduced) {                                              \
+      Shares<kRoundUp>(blocks, w, y, reduced);                                                  \
+    }                                                                                           \
+    target static void InverseOf(const LeadingBlocks& blocks,                                   \
+                                 const double* y,                                               \
+                                 const double* inverse,                                         \
+                                 double* cross) {                                               \
+      Inverse<kRoundUp>(blocks, y, inverse, cross);                                             \
+    }                                                                                           \
+    target static void HalfOf(const LeadingBlocks& blocks,                                      \
+                              const double* y,                                                  \
+                              const double* inverse,                                            \
+                              double* half) {                                                   \
+      Half<kRoundUp>(blocks, y, inverse, half);                                                 \
+    }                                                                                           \
+    target static void GramOf(std::uint32_t n,                                                  \
+                              std::size_t width,                                                \
+                              const double* half,                                               \
+                              const double* y,                                                  \
+                              const double* block,                                              \
+                              double* own) {                                                    \
+      Gram(n, width, half, y, block, own);                                                      \
+    }                                                                                           \
+    target static void FormsOf(std::span<const FormBlock> blocks,                               \
+                               std::uint32_t components,                                        \
+                               const double* a,                                                 \
+                               std::size_t width,                                               \
+                               double* forms) {                                                 \
+      Forms<kRoundUp>(blocks, components, a, width, forms);                                     \
+    }                                                                                           \
+    static constexpr Kernels kAll = {                                                           \
+        RowsOf, ProductsOf, SharesOf, InverseOf, HalfOf, GramOf, FormsOf};                      \
+  }
 
-Kernels KernelsOf(Variant variant) noexcept {
+CARDO_KERNELS(Portable, false, );
 #if defined(__x86_64__)
-  if (variant == Variant::Avx512) return {RowsAvx512, ProductsAvx512, SharesAvx512, InverseAvx512};
-  if (variant == Variant::Avx2) return {RowsAvx2, ProductsAvx2, SharesAvx2, InverseAvx2};
+CARDO_KERNELS(Avx2, false, [[gnu::target("avx2")]]);
+CARDO_KERNELS(Avx512, true, [[gnu::target("avx512f")]]);
+#endif
+#undef CARDO_KERNELS
+
+const Kernels& KernelsOf(Variant variant) noexcept {
+#if defined(__x86_64__)
+  if (variant == Variant::Avx512) return Avx512::kAll;
+  if (variant == Variant::Avx2) return Avx2::kAll;
 #endif
   static_cast<void>(variant);
-  return {RowsPortable, ProductsPortable, SharesPortable, InversePortable};
+  return Portable::kAll;
 }
 
 const Kernels& Best() noexcept {
-  static const Kernels best = [] {
+  static const Kernels& best = []() -> const Kernels& {
     for (const Variant variant : {Variant::Avx512, Variant::Avx2})
       if (dense::IsAvailable(variant)) return KernelsOf(variant);
     return KernelsOf(Variant::Portable);
@@ -322,67 +544,71 @@ const Kernels& Best() noexcept {
   return best;
 }
 
+const Kernels& Chosen(std::optional<Variant> variant) noexcept {
+  return variant ? KernelsOf(*variant) : Best();
+}
+
 }  // namespace
 
-void MultiplyRows(
-    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y) {
-  Best().rows(n, width, inverse, w, y);
-}
-
-void MultiplyRows(Variant variant,
-                  std::uint32_t n,
+void MultiplyRows(std::uint32_t n,
                   std::size_t width,
-                  const double* inverse,
+                  const double* matrix,
                   const double* w,
-                  double* y) {
-  KernelsOf(variant).rows(n, width, inverse, w, y);
+                  double* y,
+                  std::optional<Variant> variant) {
+  Chosen(variant).rows(n, width, matrix, w, y);
 }
 
-void AddProducts(ProductBlocks blocks,
+void AddProducts(std::span<const ProductBlock> blocks,
                  std::uint32_t components,
                  const double* weighted,
                  const double* a,
-                 std::size_t width) {
-  Best().products(blocks, components, weighted, a, width);
-}
-
-void AddProducts(Variant variant,
-                 ProductBlocks blocks,
-                 std::uint32_t components,
-                 const double* weighted,
-                 const double* a,
-                 std::size_t width) {
-  KernelsOf(variant).products(blocks, components, weighted, a, width);
+                 std::size_t width,
+                 std::optional<Variant> variant) {
+  Chosen(variant).products(blocks, components, weighted, a, width);
 }
 
 void SubtractShares(const LeadingBlocks& blocks,
                     const double* w,
                     const double* y,
-                    double* reduced) {
-  Best().shares(blocks, w, y, reduced);
+                    double* reduced,
+                    std::optional<Variant> variant) {
+  Chosen(variant).shares(blocks, w, y, reduced);
 }
 
 void MultiplyByInverse(const LeadingBlocks& blocks,
                        const double* y,
                        const double* inverse,
-                       double* cross) {
-  Best().inverse(blocks, y, inverse, cross);
+                       double* cross,
+                       std::optional<Variant> variant) {
+  Chosen(variant).inverse(blocks, y, inverse, cross);
 }
 
-void SubtractShares(Variant variant,
-                    const LeadingBlocks& blocks,
-                    const double* w,
-                    const double* y,
-                    double* reduced) {
-  KernelsOf(variant).shares(blocks, w, y, reduced);
+void MultiplyByHalfInverse(const LeadingBlocks& blocks,
+                           const double* y,
+                           const double* inverse,
+                           double* half,
+                           std::optional<Variant> variant) {
+  Chosen(variant).half(blocks, y, inverse, half);
 }
 
-void MultiplyByInverse(Variant variant,
-                       const LeadingBlocks& blocks,
-                       const double* y,
-                       const double* inverse,
-                       double* cross) {
-  KernelsOf(variant).inverse(blocks, y, inverse, cross);
+void SubtractBothProducts(std::uint32_t n,
+                          std::size_t width,
+                          const double* half,
+                          const double* y,
+                          const double* block,
+                          double* own,
+                          std::optional<Variant> variant) {
+  Chosen(variant).gram(n, width, half, y, block, own);
+}
+
+void ComputeForms(std::span<const FormBlock> blocks,
+                  std::uint32_t components,
+                  const double* a,
+                  std::size_t width,
+                  double* forms,
+                  std::optional<Variant> variant) {
+  Chosen(variant).forms(blocks, components, a, width, forms);
 }
 
 }  // namespace vermo

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace vermo {
@@ -36,18 +37,47 @@ struct LeadingBlocks {
   const LeadingPair* pair;
 };
 
-// y = P^-1 w for n rows of `width` columns.
-void MultiplyRows(
-    std::uint32_t n, std::size_t width, const double* inverse, const double* w, double* y);
+// Blocks of all operations must be readable for so many doubles beyond their ends; nothing is
+// written there. A variant is given by tests only; without it the machine's best one runs.
+inline constexpr std::size_t kReadBeyond = 4;
+
+// y = M w for n rows of `width` columns.
+void MultiplyRows(std::uint32_t n,
+                  std::size_t width,
+                  const double* matrix,
+                  const double* w,
+                  double* y,
+                  std::optional<dense::Variant> variant = {});
 
 // reduced -= W^T Y at the places of all pairs.
-void SubtractShares(const LeadingBlocks& blocks, const double* w, const double* y, double* reduced);
+void SubtractShares(const LeadingBlocks& blocks,
+                    const double* w,
+                    const double* y,
+                    double* reduced,
+                    std::optional<dense::Variant> variant = {});
 
 // cross = -Y Q with Q read at the places of all pairs.
 void MultiplyByInverse(const LeadingBlocks& blocks,
                        const double* y,
                        const double* inverse,
-                       double* cross);
+                       double* cross,
+                       std::optional<dense::Variant> variant = {});
+
+// half = -Y H with H + H^T = Q, which reads every pair one way: -Y Q Y^T = half Y^T + Y half^T.
+void MultiplyByHalfInverse(const LeadingBlocks& blocks,
+                           const double* y,
+                           const double* inverse,
+                           double* half,
+                           std::optional<dense::Variant> variant = {});
+
+// own = block - half Y^T - Y half^T, symmetric, n by n.
+void SubtractBothProducts(std::uint32_t n,
+                          std::size_t width,
+                          const double* half,
+                          const double* y,
+                          const double* block,
+                          double* own,
+                          std::optional<dense::Variant> variant = {});
 
 // One block that an observation adds to, by rows: the run of its columns that gives the rows and
 // the one that gives the columns.
@@ -66,30 +96,27 @@ void AddProducts(std::span<const ProductBlock> blocks,
                  std::uint32_t components,
                  const double* weighted,
                  const double* a,
-                 std::size_t width);
+                 std::size_t width,
+                 std::optional<dense::Variant> variant = {});
 
-// The variants behind them, for tests.
-void MultiplyRows(dense::Variant variant,
-                  std::uint32_t n,
+// A block of the cofactors, by rows, for two runs of an observation's columns.
+struct FormBlock {
+  const double* from;
+  std::size_t stride;
+  std::uint32_t firstRow;
+  std::uint32_t rows;
+  std::uint32_t firstColumn;
+  std::uint32_t columns;
+  double factor;  // 2 for a block that stands for its transpose as well
+};
+
+// forms(r) = sum over the blocks of factor * a(r, rows) block a(r, columns)^T, for up to three
+// components r.
+void ComputeForms(std::span<const FormBlock> blocks,
+                  std::uint32_t components,
+                  const double* a,
                   std::size_t width,
-                  const double* m,
-                  const double* w,
-                  double* y);
-void AddProducts(dense::Variant variant,
-                 std::span<const ProductBlock> blocks,
-                 std::uint32_t components,
-                 const double* weighted,
-                 const double* a,
-                 std::size_t width);
-void SubtractShares(dense::Variant variant,
-                    const LeadingBlocks& blocks,
-                    const double* w,
-                    const double* y,
-                    double* reduced);
-void MultiplyByInverse(dense::Variant variant,
-                       const LeadingBlocks& blocks,
-                       const double* y,
-                       const double* inverse,
-                       double* cross);
+                  double* forms,
+                  std::optional<dense::Variant> variant = {});
 
 }  // namespace vermo

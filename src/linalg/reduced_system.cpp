@@ -1,6 +1,7 @@
 #include "linalg/reduced_system.h"
 
 #include "linalg/dense_kernels.h"
+#include "linalg/leading_kernels.h"
 
 #include <algorithm>
 
@@ -130,8 +131,9 @@ void ReducedSystem::MakePanels(const EliminationOrder& order, std::uint32_t inte
   }
   fRootValues = values;
   values += std::size_t{fRootSize} * fRootSize;
-  fValues.assign(values, 0.0);
-  fInverse.assign(values, 0.0);
+  // The kernels of the leading groups read beyond the ends of blocks.
+  fValues.assign(values + kReadBeyond, 0.0);
+  fInverse.assign(values + kReadBeyond, 0.0);
   fLimits.assign(fUnknowns, 0.0);
 }
 
@@ -141,6 +143,14 @@ std::uint32_t ReducedSystem::RowIn(const Panel& panel,
   if (fPanelOf[position] == panelIndex) return fColumnOffset[position];
   const auto row = std::ranges::lower_bound(panel.rows, position, {}, &Row::position);
   return row == panel.rows.end() || row->position != position ? kNoBlock : row->offset;
+}
+
+bool ReducedSystem::AreNeighbours(std::uint32_t a, std::uint32_t b) const noexcept {
+  const std::uint32_t pa = fPosition[a];
+  const std::uint32_t pb = fPosition[b];
+  if (pa == kNoBlock || pb == kNoBlock)
+    return pa == pb && fRootOffset[b] == fRootOffset[a] + fSizes[a];
+  return pb == pa + 1 && fPanelOf[pa] == fPanelOf[pb];
 }
 
 bool ReducedSystem::HasPlace(std::uint32_t a, std::uint32_t b) const {

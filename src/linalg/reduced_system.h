@@ -45,11 +45,16 @@ class ReducedSystem {
   // The block of rows a and columns b; it must be in the pattern or on the diagonal. Of a pair only
   // one place exists: that of (b, a) is its transpose.
   [[nodiscard]] Place PlaceOf(std::uint32_t a, std::uint32_t b) const;
-  // Row of a block in the root, kNoBlock in the interior. Blocks with consecutive rows there have
-  // consecutive rows and columns wherever they meet another block.
-  [[nodiscard]] std::uint32_t RootRow(std::uint32_t block) const noexcept {
-    return fPosition[block] == kNoBlock ? fRootOffset[block] : kNoBlock;
+  // Place of a block in the order of the elimination, counted in blocks of the interior and
+  // unknowns of the root. Rows of a pair's place belong to the later block.
+  [[nodiscard]] std::uint32_t Order(std::uint32_t block) const noexcept {
+    return fPosition[block] != kNoBlock
+               ? fPosition[block]
+               : static_cast<std::uint32_t>(fBlockAt.size()) + fRootOffset[block];
   }
+  // Whether block b follows a so that they have consecutive rows and columns wherever they meet
+  // another block or each other.
+  [[nodiscard]] bool AreNeighbours(std::uint32_t a, std::uint32_t b) const noexcept;
   // Whether the block has a place.
   [[nodiscard]] bool HasPlace(std::uint32_t a, std::uint32_t b) const;
 

@@ -155,6 +155,8 @@ void ExpectLikeDense(bool isFree, double tolerance) {
   }
   EXPECT_LE(solution, tolerance * step);
   EXPECT_LE(sigmas, tolerance);
+  sparse.InvertCofactors();
+  dense.InvertCofactors();
   double forms = 0.0;
   for (const SystemTape::Observation& o : tape.observations) {
     std::vector<DesignRow> rows = o.rows;

@@ -13,6 +13,8 @@ namespace {
 using dense::Variant;
 
 constexpr Variant kVariants[] = {Variant::Portable, Variant::Avx2, Variant::Avx512};
+// What stands behind a block.
+constexpr double kBeyond = 1e300;
 // Rounding of a few dozen terms of size 1.
 constexpr double kRounding = 1e-14;
 
@@ -21,15 +23,22 @@ class Draw {
   explicit Draw(std::uint64_t seed) : fGenerator(seed) {}
   double Uniform() { return static_cast<double>(fGenerator() >> 11U) * 0x1p-52 - 1.0; }
   std::uint32_t Below(std::uint32_t n) { return static_cast<std::uint32_t>(fGenerator() % n); }
+  // With as much behind it as the kernels may read; what they make of it must not show.
   std::vector<double> Block(std::size_t elements) {
-    std::vector<double> block(elements);
-    for (double& value : block) value = Uniform();
+    std::vector<double> block(elements + kReadBeyond, kBeyond);
+    for (std::size_t i = 0; i < elements; ++i) block[i] = Uniform();
     return block;
   }
 
  private:
   std::mt19937_64 fGenerator;
 };
+
+std::vector<double> Zeros(std::size_t elements) {
+  std::vector<double> block(elements + kReadBeyond, kBeyond);
+  std::fill_n(block.begin(), elements, 0.0);
+  return block;
+}
 
 void ExpectNear(const std::vector<double>& a, const std::vector<double>& b, const char* what) {
   ASSERT_EQ(a.size(), b.size());
@@ -106,6 +115,22 @@ struct Layout {
   }
 };
 
+// Q at the places of all pairs, and as a full matrix.
+std::vector<double> DrawInverse(const Layout& layout, Draw& draw, std::vector<double>& full) {
+  std::vector<double> q = draw.Block(layout.elements);
+  full.assign(std::size_t{layout.width} * layout.width, 0.0);
+  // Diagonal blocks are symmetric.
+  layout.ForEach([&](std::size_t place, std::uint32_t row, std::uint32_t column, bool isOwn) {
+    if (isOwn && row > column) q[place] = full[std::size_t{column} * layout.width + row];
+    full[std::size_t{row} * layout.width + column] = q[place];
+    full[std::size_t{column} * layout.width + row] = q[place];
+  });
+  layout.ForEach([&](std::size_t place, std::uint32_t row, std::uint32_t column, bool) {
+    q[place] = full[std::size_t{row} * layout.width + column];
+  });
+  return q;
+}
+
 TEST(LeadingKernels, MultiplyRowsIsThePlainProduct) {
   Draw draw(1);
   for (std::uint32_t n = 1; n <= 6; ++n)
@@ -113,13 +138,13 @@ TEST(LeadingKernels, MultiplyRowsIsThePlainProduct) {
       const std::vector<double> matrix = draw.Block(std::size_t{n} * n);
       const std::vector<double> w = draw.Block(n * width);
       const std::vector<double> before = draw.Block(n * width);
-      std::vector<double> expected(n * width, 0.0);
+      std::vector<double> expected = Zeros(n * width);
       for (std::uint32_t i = 0; i < n; ++i)
         for (std::uint32_t k = 0; k < n; ++k)
           for (std::size_t c = 0; c < width; ++c)
             expected[i * width + c] += matrix[i * n + k] * w[k * width + c];
       ExpectAlike(before, expected, "MultiplyRows", [&](Variant variant, double* y) {
-        MultiplyRows(variant, n, width, matrix.data(), w.data(), y);
+        MultiplyRows(n, width, matrix.data(), w.data(), y, variant);
       });
       std::vector<double> best = before;
       MultiplyRows(n, width, matrix.data(), w.data(), best.data());
@@ -138,7 +163,7 @@ TEST(LeadingKernels, SharesLeaveEveryPairAtItsPlace) {
       std::vector<double> p = draw.Block(std::size_t{n} * n);
       for (std::uint32_t i = 0; i < n; ++i)
         for (std::uint32_t k = 0; k < i; ++k) p[i * n + k] = p[k * n + i];
-      std::vector<double> y(n * width, 0.0);
+      std::vector<double> y = Zeros(n * width);
       for (std::uint32_t i = 0; i < n; ++i)
         for (std::uint32_t k = 0; k < n; ++k)
           for (std::size_t c = 0; c < width; ++c)
@@ -150,7 +175,7 @@ TEST(LeadingKernels, SharesLeaveEveryPairAtItsPlace) {
           expected[place] -= w[r * width + row] * y[r * width + column];
       });
       ExpectAlike(before, expected, "SubtractShares", [&](Variant variant, double* reduced) {
-        SubtractShares(variant, layout.Blocks(n), w.data(), y.data(), reduced);
+        SubtractShares(layout.Blocks(n), w.data(), y.data(), reduced, variant);
       });
       std::vector<double> best = before;
       SubtractShares(layout.Blocks(n), w.data(), y.data(), best.data());
@@ -164,29 +189,99 @@ TEST(LeadingKernels, MultiplyByInverseReadsEveryPairBothWays) {
     for (std::uint32_t count = 0; count <= 9; ++count) {
       const Layout layout(count, draw);
       const std::size_t width = layout.width;
-      std::vector<double> q = draw.Block(layout.elements);
-      // Diagonal blocks are symmetric.
-      std::vector<double> full(width * width, 0.0);
-      layout.ForEach([&](std::size_t place, std::uint32_t row, std::uint32_t column, bool isOwn) {
-        if (isOwn && row > column) q[place] = full[column * width + row];
-        full[row * width + column] = full[column * width + row] = q[place];
-      });
-      layout.ForEach([&](std::size_t place, std::uint32_t row, std::uint32_t column, bool) {
-        q[place] = full[row * width + column];
-      });
+      std::vector<double> full;
+      const std::vector<double> q = DrawInverse(layout, draw, full);
       const std::vector<double> y = draw.Block(n * width);
       const std::vector<double> before = draw.Block(n * width);
-      std::vector<double> expected(n * width, 0.0);
+      std::vector<double> expected = Zeros(n * width);
       for (std::uint32_t r = 0; r < n; ++r)
         for (std::size_t c = 0; c < width; ++c)
           for (std::size_t k = 0; k < width; ++k)
             expected[r * width + c] -= y[r * width + k] * full[k * width + c];
       ExpectAlike(before, expected, "MultiplyByInverse", [&](Variant variant, double* cross) {
-        MultiplyByInverse(variant, layout.Blocks(n), y.data(), q.data(), cross);
+        MultiplyByInverse(layout.Blocks(n), y.data(), q.data(), cross, variant);
       });
       std::vector<double> best = before;
       MultiplyByInverse(layout.Blocks(n), y.data(), q.data(), best.data());
       ExpectNear(best, expected, "MultiplyByInverse");
+    }
+}
+
+TEST(LeadingKernels, HalfAndItsTransposeMakeTheWholeForm) {
+  Draw draw(5);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (std::uint32_t count = 0; count <= 9; ++count) {
+      const Layout layout(count, draw);
+      const std::size_t width = layout.width;
+      std::vector<double> full;
+      const std::vector<double> q = DrawInverse(layout, draw, full);
+      const std::vector<double> y = draw.Block(n * width);
+      const std::vector<double> block = draw.Block(std::size_t{n} * n);
+      // Y Q Y^T
+      std::vector<double> expected(std::size_t{n} * n, 0.0);
+      for (std::uint32_t i = 0; i < n; ++i)
+        for (std::uint32_t k = 0; k < n; ++k) {
+          expected[i * n + k] = k <= i ? block[i * n + k] : block[k * n + i];
+          for (std::size_t c = 0; c < width; ++c)
+            for (std::size_t d = 0; d < width; ++d)
+              expected[i * n + k] += y[i * width + c] * full[c * width + d] * y[k * width + d];
+        }
+      std::vector<double> first;
+      for (const Variant variant : kVariants) {
+        if (!dense::IsAvailable(variant)) continue;
+        std::vector<double> half = draw.Block(n * width);
+        MultiplyByHalfInverse(layout.Blocks(n), y.data(), q.data(), half.data(), variant);
+        for (std::size_t i = n * width; i < half.size(); ++i) ASSERT_EQ(half[i], kBeyond);
+        std::vector<double> own(std::size_t{n} * n);
+        SubtractBothProducts(n, width, half.data(), y.data(), block.data(), own.data(), variant);
+        for (std::size_t i = 0; i < own.size(); ++i)
+          ASSERT_NEAR(own[i], expected[i], 1e-12 * static_cast<double>(1 + width)) << n << ' ' << i;
+        half.insert(half.end(), own.begin(), own.end());
+        if (first.empty()) first = half;
+        ExpectSameBits(half, first, "MultiplyByHalfInverse");
+      }
+    }
+}
+
+TEST(LeadingKernels, FormsAreThoseOfTheWholeMatrix) {
+  Draw draw(6);
+  for (std::uint32_t components = 1; components <= 3; ++components)
+    for (int repeat = 0; repeat < 60; ++repeat) {
+      const std::size_t width = 1 + draw.Below(60);
+      const std::vector<double> a = draw.Block(components * width);
+      std::vector<FormBlock> blocks;
+      std::vector<std::vector<double>> values;
+      std::vector<double> expected(components, 0.0);
+      const auto run = [&](std::uint32_t& first, std::uint32_t& size) {
+        first = draw.Below(static_cast<std::uint32_t>(width));
+        size =
+            1 + draw.Below(std::min<std::uint32_t>(16, static_cast<std::uint32_t>(width) - first));
+      };
+      for (std::uint32_t t = draw.Below(6); t > 0; --t) {
+        FormBlock block{};
+        run(block.firstRow, block.rows);
+        run(block.firstColumn, block.columns);
+        block.stride = block.columns + draw.Below(5);
+        block.factor = 1.0 + draw.Below(2);
+        values.push_back(draw.Block(block.rows * block.stride));
+        block.from = values.back().data();
+        blocks.push_back(block);
+        for (std::uint32_t p = 0; p < block.rows; ++p)
+          for (std::uint32_t q = 0; q < block.columns; ++q)
+            for (std::uint32_t r = 0; r < components; ++r)
+              expected[r] += block.factor * block.from[p * block.stride + q] *
+                             a[r * width + block.firstRow + p] *
+                             a[r * width + block.firstColumn + q];
+      }
+      std::vector<double> first;
+      for (const Variant variant : kVariants) {
+        if (!dense::IsAvailable(variant)) continue;
+        std::vector<double> forms(components);
+        ComputeForms(blocks, components, a.data(), width, forms.data(), variant);
+        for (std::uint32_t r = 0; r < components; ++r) ASSERT_NEAR(forms[r], expected[r], 1e-12);
+        if (first.empty()) first = forms;
+        ExpectSameBits(forms, first, "ComputeForms");
+      }
     }
 }
 
@@ -233,7 +328,7 @@ TEST(LeadingKernels, ProductsOfAnObservationGoToTheirBlocksOnly) {
         return blocks;
       };
       ExpectAlike(before, expected, "AddProducts", [&](Variant variant, double* to) {
-        AddProducts(variant, blocksAt(to), components, weighted.data(), a.data(), width);
+        AddProducts(blocksAt(to), components, weighted.data(), a.data(), width, variant);
       });
       std::vector<double> best = before;
       AddProducts(blocksAt(best.data()), components, weighted.data(), a.data(), width);
