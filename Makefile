@@ -1,7 +1,7 @@
 # The short road. Everything here is plain CMake; see README.md for the presets.
 #
 #   make demo    set up, build, adjust three examples, print their summaries
-#   make test    set up, build, run the whole suite
+#   make test    set up, build, run the whole suite, smallest benchmarks included
 #   make bench   set up, build, run the benchmarks: stages, then whole runs beside a peer
 #   make check   formatting and static analysis
 #   make asan    the suite under the address and undefined behaviour sanitizers
@@ -44,8 +44,8 @@ demo:
 	@build/demo/cli/cardo-bundle adjust examples/facade --output build/demo/facade
 
 test:
-	$(call install,$(PACKAGES) $(TEST_PACKAGES))
-	cmake --preset release -DCARDO_BUNDLE_BUILD_TESTS=ON -DCARDO_BUNDLE_BUILD_BENCH=OFF
+	$(call install,$(PACKAGES) $(TEST_PACKAGES) $(BENCH_PACKAGES))
+	cmake --preset release -DCARDO_BUNDLE_BUILD_TESTS=ON -DCARDO_BUNDLE_BUILD_BENCH=ON
 	cmake --build --preset release -j $(JOBS)
 	ctest --preset release -j $(JOBS)
 

@@ -2,8 +2,9 @@
 //
 //   cardo_compare [--network NAME]... [--runs N | --seconds PER_NETWORK] [--work DIR]
 //
-// Every run is a process of its own. The two programs take turns, so that what the machine does
-// besides falls on both; figures are medians. Both end with the same S0, or the comparison fails.
+// Every run is a process of its own. The library, without and with its protocol, and the peer,
+// without and with accuracy, take turns, so that what the machine does besides falls on all;
+// figures are medians. All end with the same S0 and redundancy, or the comparison fails.
 
 #include "drawn_network.h"
 
@@ -52,6 +53,8 @@ constexpr std::array<BenchNetwork, 6> kNetworks = {{
 constexpr int kMostImagesOfDense = 1000;
 // Both programs end a little before the minimum; S0 feels the square of what is missing.
 constexpr double kSameS0 = 1e-6;
+// Redundancy numbers add up to the redundancy, relatively, but for rounding.
+constexpr double kSameSum = 1e-6;
 
 struct Options {
   std::vector<std::string> networks = {
@@ -104,20 +107,26 @@ fs::path FolderOf(const BenchNetwork& network, const fs::path& work) {
   return folder;
 }
 
-// The same problem for both: no outlier test, the library's own limit of convergence.
-json RunLibrary(const fs::path& folder) {
-  return RunProgram({CARDO_WHOLE_RUN,
-                     folder.string(),
-                     "--set",
-                     "blunder_test=off",
-                     "--set",
-                     "convergence_limit=0.00032"});
+enum class Extent { kPlain, kMore };
+
+// The same problem for both: no outlier test, the library's own limit of convergence. More is the
+// protocol.
+json RunLibrary(const fs::path& folder, Extent extent) {
+  std::vector<std::string> command = {
+      CARDO_WHOLE_RUN, folder.string(), "--set", "convergence_limit=0.00032"};
+  if (extent == Extent::kMore) command.emplace_back("--protocol");
+  return RunProgram(command);
 }
 
 #ifdef CARDO_PEER_BUNDLE
 constexpr bool kHasPeer = true;
-json RunPeer(const fs::path& folder, const std::string& solver, double seconds) {
+// More is the accuracy.
+json RunPeer(const fs::path& folder,
+             const std::string& solver,
+             Extent extent,
+             double seconds = std::numeric_limits<double>::infinity()) {
   std::vector<std::string> command = {CARDO_PEER_BUNDLE, folder.string(), "--solver", solver};
+  if (extent == Extent::kMore) command.emplace_back("--accuracy");
   if (std::isfinite(seconds)) {
     command.emplace_back("--seconds");
     command.push_back(fmt::format("{}", seconds));
@@ -126,7 +135,7 @@ json RunPeer(const fs::path& folder, const std::string& solver, double seconds) 
 }
 #else
 constexpr bool kHasPeer = false;
-json RunPeer(const fs::path&, const std::string&, double) { return {}; }
+json RunPeer(const fs::path&, const std::string&, Extent, double = 0.0) { return {}; }
 #endif
 
 // The peer's fastest way for the network, by the best of a few runs. Whoever takes twice as long as
@@ -140,7 +149,7 @@ std::string FastestSolver(const fs::path& folder, int images) {
     if (std::string_view(solver) == "dense_schur" && images > kMostImagesOfDense) continue;
     double spent = 0.0;
     for (int trial = 0; trial < kTrials && spent < kTrialSeconds; ++trial) {
-      const json figures = RunPeer(folder, solver, 2.0 * best);
+      const json figures = RunPeer(folder, solver, Extent::kPlain, 2.0 * best);
       const double run = figures.at("run").get<double>();
       spent += run;
       if (!figures.at("converged").get<bool>()) break;
@@ -156,7 +165,7 @@ std::string FastestSolver(const fs::path& folder, int images) {
 // Figures of the alternating runs of a network.
 struct Comparison {
   std::string name, solver;
-  std::vector<json> library, peer;
+  std::vector<json> library, libraryWithProtocol, peer, peerWithAccuracy;
 
   static double Median(const std::vector<json>& runs, const char* figure) {
     std::vector<double> values;
@@ -166,6 +175,9 @@ struct Comparison {
     return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2.0;
   }
   [[nodiscard]] double Library(const char* figure) const { return Median(library, figure); }
+  [[nodiscard]] double LibraryWithProtocol(const char* figure) const {
+    return Median(libraryWithProtocol, figure);
+  }
   // The protocol tells the assembly to a millisecond; the mean of many runs is finer.
   [[nodiscard]] double Assembly() const {
     double sum = 0.0;
@@ -173,7 +185,18 @@ struct Comparison {
     return sum / static_cast<double>(library.size());
   }
   [[nodiscard]] double Peer(const char* figure) const { return Median(peer, figure); }
+  [[nodiscard]] double PeerWithAccuracy(const char* figure) const {
+    return Median(peerWithAccuracy, figure);
+  }
 };
+
+void CheckRedundancySum(const std::string& who, const json& run) {
+  const double redundancy = run.at("redundancy").get<double>();
+  const double sum = run.at("redundancy_sum").get<double>();
+  if (!(std::fabs(sum - redundancy) <= kSameSum * redundancy))
+    throw std::runtime_error(
+        fmt::format("{}: redundancy numbers add up to {}, not {}", who, sum, redundancy));
+}
 
 void CheckSameResults(const Comparison& comparison) {
   const double ours = comparison.Library("s0_ratio");
@@ -183,29 +206,36 @@ void CheckSameResults(const Comparison& comparison) {
         "{}: S0 over its a-priori value is {} and the peer's {}", comparison.name, ours, theirs));
   if (comparison.Library("redundancy") != comparison.Peer("redundancy"))
     throw std::runtime_error(comparison.name + ": the peer has another redundancy");
+  CheckRedundancySum(comparison.name + ", peer", comparison.peerWithAccuracy.front());
 }
 
 Comparison Compare(const BenchNetwork& network, const Options& options) {
   const fs::path folder = FolderOf(network, options.work);
   fmt::print(stderr, "running {}\n", network.name);
-  Comparison comparison{std::string(network.name), {}, {}, {}};
+  Comparison comparison{std::string(network.name), {}, {}, {}, {}, {}};
   constexpr std::size_t kFewest = 3, kMost = 21;
   double spent = 0.0;
+  const auto spend = [&spent](json run, const char* figure) {
+    spent += run.at(figure).get<double>();
+    return run;
+  };
   const auto isEnough = [&] {
     const std::size_t runs = comparison.library.size();
     if (options.runs > 0) return runs >= static_cast<std::size_t>(options.runs);
     return runs >= kMost || (runs >= kFewest && spent >= options.seconds);
   };
   while (!isEnough()) {
-    comparison.library.push_back(RunLibrary(folder));
-    spent += comparison.library.back().at("run").get<double>();
+    comparison.library.push_back(spend(RunLibrary(folder, Extent::kPlain), "run"));
+    comparison.libraryWithProtocol.push_back(spend(RunLibrary(folder, Extent::kMore), "run"));
     if (!kHasPeer) continue;
-    if (comparison.solver.empty())
-      comparison.solver = FastestSolver(folder, comparison.library.back().at("images").get<int>());
-    comparison.peer.push_back(
-        RunPeer(folder, comparison.solver, std::numeric_limits<double>::infinity()));
-    spent += comparison.peer.back().at("run").get<double>();
+    std::string& solver = comparison.solver;
+    if (solver.empty())
+      solver = FastestSolver(folder, comparison.library.back().at("images").get<int>());
+    comparison.peer.push_back(spend(RunPeer(folder, solver, Extent::kPlain), "run"));
+    comparison.peerWithAccuracy.push_back(
+        spend(RunPeer(folder, solver, Extent::kMore), "run_with_accuracy"));
   }
+  CheckRedundancySum(comparison.name, comparison.library.front());
   if (kHasPeer) CheckSameResults(comparison);
   return comparison;
 }
@@ -234,8 +264,14 @@ class TablePrinter {
   void Library(const char* label, const char* figure, double scale) const {
     Row(label, [&](const Comparison& c) { return Figure(scale * c.Library(figure)); });
   }
+  void LibraryWithProtocol(const char* label, const char* figure, double scale) const {
+    Row(label, [&](const Comparison& c) { return Figure(scale * c.LibraryWithProtocol(figure)); });
+  }
   void Peer(const char* label, const char* figure, double scale) const {
     Row(label, [&](const Comparison& c) { return Figure(scale * c.Peer(figure)); });
+  }
+  void PeerWithAccuracy(const char* label, const char* figure, double scale) const {
+    Row(label, [&](const Comparison& c) { return Figure(scale * c.PeerWithAccuracy(figure)); });
   }
 
  private:
@@ -262,24 +298,29 @@ void PrintTable(const std::vector<Comparison>& comparisons, const std::string& n
   });
   table.Library("preparation", "preparation", 1e3);
   table.Library("accuracy", "accuracy", 1e3);
-  table.Library("protocol", "protocol", 1e3);
   table.Library("whole run", "run", 1e3);
+  table.LibraryWithProtocol("with protocol", "run", 1e3);
   table.Library("peak memory [MiB]", "peak_mib", 1.0);
   if (!kHasPeer) {
     fmt::print("\nWithout the peer: CMake found no Ceres Solver (Debian: libceres-dev).\n");
     return;
   }
-  table.Heading("Peer: Ceres Solver, one thread, without accuracy and protocol [ms]");
+  table.Heading("Peer: Ceres Solver, one thread [ms]");
   table.Row("solver", [](const Comparison& c) { return c.solver; });
   table.Row("iterations",
             [](const Comparison& c) { return fmt::format("{:.0f}", c.Peer("iterations")); });
   table.Peer("an iteration", "iteration", 1e3);
   table.Peer("preparation", "preparation", 1e3);
   table.Peer("whole run", "run", 1e3);
+  table.PeerWithAccuracy("accuracy", "accuracy", 1e3);
+  table.PeerWithAccuracy("whole run with accuracy", "run_with_accuracy", 1e3);
   table.Peer("peak memory [MiB]", "peak_mib", 1.0);
   table.Heading("Cardo Bundle over peer");
   table.Row("whole run",
             [](const Comparison& c) { return Figure(c.Library("run") / c.Peer("run")); });
+  table.Row("whole run, both with accuracy", [](const Comparison& c) {
+    return Figure(c.Library("run") / c.PeerWithAccuracy("run_with_accuracy"));
+  });
   table.Row("an iteration", [](const Comparison& c) {
     return Figure(c.Library("iteration") / c.Peer("iteration"));
   });

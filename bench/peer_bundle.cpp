@@ -2,14 +2,17 @@
 // squares, and prints the figures as a line of JSON:
 //
 //   cardo_peer_bundle JOB [--solver dense_schur|sparse_schur|iterative_schur] [--seconds LIMIT]
+//                         [--accuracy]
 //
 // It has what such a library is given by who knows it: derivatives in closed form, rotations once
 // per image and evaluation, points eliminated first, steps of (nearly) Gauss and Newton, one
-// thread. It ends with the solution: no standard deviations, redundancy numbers, tests, protocol.
+// thread. It ends with the solution or, with --accuracy, with the standard deviations of all
+// unknowns and the redundancy numbers of all observations; there are no tests and no protocol.
 
 #include "camera_model.h"
 #include "flat_network.h"
 #include "peak_memory.h"
+#include "peer_accuracy.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -22,6 +25,7 @@
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -117,8 +121,11 @@ double SquaredDistance(const std::array<double, 6>& a, const std::array<double, 
 }
 
 // A free network is held at the most central image and at one coordinate of the image farthest
-// from it; residuals do not depend on where.
-void HoldDatum(FlatNetwork& network, ceres::Problem& problem) {
+// from it; residuals do not depend on where. Tells of each parameter of the images whether it is
+// held.
+std::vector<bool> HoldDatum(FlatNetwork& network, ceres::Problem& problem) {
+  std::vector<bool> held(6 * network.images.size());
+  if (!network.IsFree()) return held;
   std::array<double, 6> middle{};
   for (const auto& image : network.images)
     for (std::size_t k = 0; k < 3; ++k)
@@ -142,12 +149,17 @@ void HoldDatum(FlatNetwork& network, ceres::Problem& problem) {
   }
   problem.SetParameterBlockConstant(centre->pose.data());
   problem.SetManifold(farthest->pose.data(), new ceres::SubsetManifold(6, {coordinate}));
+  std::fill_n(held.begin() + 6 * (centre - network.images.begin()), 6, true);
+  held[6 * static_cast<std::size_t>(farthest - network.images.begin()) +
+       static_cast<std::size_t>(coordinate)] = true;
+  return held;
 }
 
 struct PeerOptions {
   std::string folder;
   std::string solver = "sparse_schur";
   double seconds = std::numeric_limits<double>::infinity();
+  bool accuracy = false;
 };
 
 ceres::Solver::Options SolverOptions(const PeerOptions& options) {
@@ -220,7 +232,7 @@ nlohmann::json Adjust(const PeerOptions& options) {
   }
   for (auto& point : network.points)
     if (point.isFixed) problem.SetParameterBlockConstant(point.x.data());
-  if (network.IsFree()) HoldDatum(network, problem);
+  const std::vector<bool> held = HoldDatum(network, problem);
   solver.linear_solver_ordering = order;
 
   const double built = Seconds();
@@ -228,17 +240,27 @@ nlohmann::json Adjust(const PeerOptions& options) {
   ceres::Solve(solver, &problem, &summary);
   const double solved = Seconds();
   const int solutions = std::max(summary.num_linear_solves, 1);
-  return {
-      {"solver", options.solver},
-      {"converged", summary.termination_type == ceres::CONVERGENCE},
-      {"iterations", summary.num_linear_solves},
-      {"preparation", built - start + summary.preprocessor_time_in_seconds},
-      {"iteration", summary.minimizer_time_in_seconds / solutions},
-      {"run", solved - start},
-      {"unknowns", network.Unknowns()},
-      {"redundancy", network.Redundancy()},
-      {"s0_ratio", std::sqrt(2.0 * summary.final_cost / static_cast<double>(network.Redundancy()))},
-      {"peak_mib", PeakMebibytes()}};
+  const double s0 = std::sqrt(2.0 * summary.final_cost / static_cast<double>(network.Redundancy()));
+  nlohmann::json figures = {{"solver", options.solver},
+                            {"converged", summary.termination_type == ceres::CONVERGENCE},
+                            {"iterations", summary.num_linear_solves},
+                            {"preparation", built - start + summary.preprocessor_time_in_seconds},
+                            {"iteration", summary.minimizer_time_in_seconds / solutions},
+                            {"run", solved - start},
+                            {"unknowns", network.Unknowns()},
+                            {"redundancy", network.Redundancy()},
+                            {"s0_ratio", s0}};
+  if (options.accuracy) {
+    const PeerAccuracy accuracy = ComputeAccuracy(network, problem, camera, held, s0);
+    const double computed = Seconds();
+    figures["accuracy"] = computed - solved;
+    figures["run_with_accuracy"] = computed - start;
+    figures["redundancy_sum"] =
+        std::accumulate(accuracy.redundancy.begin(), accuracy.redundancy.end(), 0.0);
+    figures["camera_sigmas"] = accuracy.camera;
+  }
+  figures["peak_mib"] = PeakMebibytes();
+  return figures;
 }
 
 }  // namespace
@@ -249,6 +271,8 @@ int main(int argc, char** argv) {
   app.add_option("job", options.folder, "job folder")->required();
   app.add_option("--solver", options.solver, "dense_schur, sparse_schur or iterative_schur");
   app.add_option("--seconds", options.seconds, "gives up after so long");
+  app.add_flag(
+      "--accuracy", options.accuracy, "computes standard deviations and redundancy numbers too");
   CLI11_PARSE(app, argc, argv);
   google::InitGoogleLogging(argv[0]);
   try {

@@ -109,8 +109,11 @@ int Adjustment::Run() {
   return 0;
 }
 
+// While groups go, one at a time, only their own blocks are looked at.
 std::uint32_t Adjustment::Build() {
+  bool isWhole = true;
   for (;;) {
+    if (!fSystem->SetDiagonalOnly(!isWhole)) isWhole = true;
     const std::uint32_t components = BuildNormalEquations();
     const std::uint32_t disabled = fSettings.fMinRays != 0 ? ApplyMinimumRays() : 0;
     bool stable = !fSettings.SolvabilityCheck() || CheckSolvability();
@@ -118,7 +121,8 @@ std::uint32_t Adjustment::Build() {
     if (components == 0) throw KlException(failure::kNoMessungen);
     const std::uint32_t unknowns = fSystem->Unknowns();
     if (unknowns < 1) throw KlException(failure::kNoUnknowns);
-    if (stable) return unknowns;
+    if (stable && isWhole) return unknowns;
+    isWhole = stable;
   }
 }
 

@@ -12,16 +12,13 @@ namespace vermo {
 
 std::uint32_t Adjustment::BuildNormalEquations() {
   // An inactive group is not touched and keeps its old column: unusable observations are
-  // dropped below, so nothing reads it.
+  // dropped, so nothing reads it.
   std::uint32_t unknowns = 0;
   for (Data* group : fDaten)
     if (group->IsActive()) unknowns = group->AssignUnknowns(unknowns);
 
   std::uint32_t rows = unknowns;
   for (Bedingung* constraint : fBedingungen) rows = constraint->AssignConstraintIndex(rows);
-
-  for (const MessungEntry& entry : fMessungen)
-    if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
 
   SetLayout(rows);
   std::uint32_t components = 0;
@@ -31,6 +28,7 @@ std::uint32_t Adjustment::BuildNormalEquations() {
     if (fSystem->TakesReservations()) ReserveRows();
     components = 0;
     for (const MessungEntry& entry : fMessungen) {
+      if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
       if (!entry.messung->IsConnected()) continue;
       components += entry.messung->UsedCount();
       entry.messung->AddToNormals(*fSystem, fEquations);
@@ -65,7 +63,7 @@ void Adjustment::TellCouplings(std::uint32_t unknowns, std::uint32_t rows) {
   while (fSystem->WantsCouplings()) {
     fSystem->Reset(unknowns, rows - unknowns);
     for (const MessungEntry& entry : fMessungen) {
-      if (!entry.messung->IsUsed() || !entry.messung->IsConnected()) continue;
+      if (!entry.messung->IsUsed() || !entry.messung->IsUsable()) continue;
       columns.clear();
       entry.messung->CollectColumns(columns);
       fSystem->Couple({columns.begin(), columns.size()});

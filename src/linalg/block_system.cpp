@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <stdexcept>
 
 namespace vermo {
 namespace {
@@ -11,8 +12,9 @@ namespace {
 constexpr double kSmallestPivot = 1e-12;
 // Larger groups stand as several blocks.
 constexpr std::uint32_t kLargestBlock = 16;
-// Fewer links than this are searched one after the other.
-constexpr std::uint32_t kFewLinks = 16;
+// Observations whose blocks are fetched before their turn.
+constexpr std::size_t kPlansAhead = 4;
+constexpr std::uint32_t kGroupsAhead = 6;
 // Blocks of an observation that are handed to the kernel together.
 constexpr std::uint32_t kProductsAtOnce = 16;
 // So many trailing groups that a table of all their pairs is small beside the rest.
@@ -91,6 +93,8 @@ struct BlockSystem::Spread {
   std::uint32_t rows = 0;
   static constexpr std::size_t kRows = 3;
   static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
+  std::array<double, kRows> weights;
+  std::array<double, kRows> misclosures;
   // By rows of kColumns.
   std::array<double, kRows * kColumns + kReadBeyond> a;
   std::array<double, kRows * kColumns> weighted;
@@ -103,6 +107,9 @@ struct BlockSystem::Spread {
     return weighted.data() + std::size_t{r} * kColumns;
   }
 };
+
+BlockSystem::BlockSystem() : fSpreads(2) {}
+BlockSystem::~BlockSystem() = default;
 
 void BlockSystem::SetLayout(const SystemLayout& layout) {
   if (layout == fLayout) return;
@@ -140,16 +147,33 @@ void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
     const std::size_t count = fGroups.size();
     fForcedRoot.assign(count, false);
     fMet.assign(count, {});
+    fMeetings.clear();
     fArranged = false;
     fValues.clear();
   }
+  if (fIsDiagonal) ArrangeDiagonal();
+  for (Spread& spread : fSpreads) spread.count = 0;
   fComplete = fArranged;
   fIsEliminated = false;
+  fNextPlan = 0;
+  fHasCross = false;
   fDemoted = false;
   std::ranges::fill(fValues, 0.0);
   fRhs.assign(fSize, 0.0);
   fSolution.assign(fSize, 0.0);
   fDiagonal.assign(fSize, 0.0);
+}
+
+void BlockSystem::ArrangeDiagonal() {
+  std::size_t values = 0;
+  for (Group& group : fGroups) {
+    group.diagonal = values;
+    values += std::size_t{group.size} * group.size;
+  }
+  fValues.resize(values + kReadBeyond);
+  fArranged = false;
+  // The next whole system is laid out afresh.
+  fIsNew = true;
 }
 
 std::uint32_t BlockSystem::Open(std::uint32_t group, Spread& spread) const {
@@ -198,38 +222,78 @@ void BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
   if (a == b) return;
   fComplete = false;
   fArranged = false;
-  // Of a pair the leading group keeps the link, of two trailing groups the first.
+  const Pairing pairing = PairingOf(a, b);
+  std::vector<std::uint32_t>& met = fMet[pairing.from];
+  if (met.empty() && fGroups[pairing.from].leads) fMeetings.push_back(pairing.from);
+  const auto place = std::ranges::lower_bound(met, pairing.to);
+  if (place == met.end() || *place != pairing.to) met.insert(place, pairing.to);
+}
+
+BlockSystem::Pairing BlockSystem::PairingOf(std::uint32_t a, std::uint32_t b) const noexcept {
+  // Of a pair the leading group keeps the block, of two trailing groups the first.
   const bool aKeeps = fGroups[a].leads || (!fGroups[b].leads && a < b);
-  std::vector<std::uint32_t>& met = fMet[aKeeps ? a : b];
-  const std::uint32_t other = aKeeps ? b : a;
-  const auto place = std::ranges::lower_bound(met, other);
-  if (place == met.end() || *place != other) met.insert(place, other);
+  return aKeeps ? Pairing{a, b, false} : Pairing{b, a, true};
+}
+
+std::size_t BlockSystem::OffsetOf(std::uint32_t a, std::uint32_t b) const {
+  if (!fArranged) return kNoOffset;
+  const Pairing pairing = PairingOf(a, b);
+  const Link* link = FindLink(pairing.from, pairing.to);
+  return link != nullptr ? link->offset : kNoOffset;
 }
 
 const BlockSystem::Link* BlockSystem::FindLink(std::uint32_t from, std::uint32_t to) const {
-  const Group& group = fGroups[from];
-  const Link* link = fLinks.data() + group.firstLink;
-  const Link* end = link + group.links;
-  if (group.links > kFewLinks) {
-    link = std::lower_bound(link, end, fGroups[to].order, [](const Link& l, std::uint32_t wanted) {
-      return l.order < wanted;
-    });
-    return link != end && link->group == to ? link : nullptr;
-  }
-  for (; link != end; ++link)
-    if (link->group == to) return link;
-  return nullptr;
+  const std::span<const Link> links = LinksOf(fGroups[from]);
+  const auto link = std::ranges::lower_bound(links, fGroups[to].order, {}, &Link::order);
+  return link != links.end() && link->group == to ? &*link : nullptr;
 }
 
-void BlockSystem::AddSpread(Spread& spread, const double* weights, const double* misclosures) {
-  for (std::uint32_t i = 0; i < spread.count; ++i) {
+// Observations come in the same order again and again: each one's blocks are looked up once.
+const BlockSystem::Plan* BlockSystem::NextPlan(const Spread& spread) {
+  if (!fArranged || spread.count > Plan::kGroups) return nullptr;
+  if (fNextPlan == fPlans.size()) fPlans.emplace_back();
+  Plan& plan = fPlans[fNextPlan++];
+  if (plan.count != spread.count ||
+      !std::equal(plan.groups.begin(), plan.groups.begin() + plan.count, spread.groups.begin())) {
+    plan.count = spread.count;
+    std::copy_n(spread.groups.begin(), spread.count, plan.groups.begin());
+    std::size_t* block = plan.blocks.data();
+    for (std::uint32_t i = 1; i < spread.count; ++i)
+      for (std::uint32_t j = 0; j < i; ++j) *block++ = OffsetOf(spread.groups[i], spread.groups[j]);
+  }
+  if (fNextPlan + kPlansAhead < fPlans.size()) Prefetch(fPlans[fNextPlan + kPlansAhead]);
+  return &plan;
+}
+
+// The blocks of a leading group are likely far from those of the one before.
+void BlockSystem::Prefetch(const Plan& plan) const {
+  const auto fetch = [this](std::size_t first, std::uint32_t size) {
+    __builtin_prefetch(fValues.data() + first, 1);
+    __builtin_prefetch(fValues.data() + first + size - 1, 1);
+  };
+  const std::size_t* block = plan.blocks.data();
+  for (std::uint32_t i = 0; i < plan.count; ++i) {
+    const Group& group = fGroups[plan.groups[i]];
+    if (group.leads) fetch(group.diagonal, group.size * group.size);
+    for (std::uint32_t j = 0; j < i; ++j, ++block) {
+      const Pairing pairing = PairingOf(plan.groups[i], plan.groups[j]);
+      const Group& from = fGroups[pairing.from];
+      if (!from.leads || *block == kNoOffset) continue;
+      for (std::uint32_t r = 0; r < from.size; ++r)
+        fetch(*block + r * std::size_t{from.width}, fGroups[pairing.to].size);
+    }
+  }
+}
+
+void BlockSystem::AddSpread(Spread& spread) {
+  for (std::uint32_t i = 0; i < spread.count && !fIsDiagonal; ++i) {
     const std::uint32_t g = spread.groups[i];
     for (std::uint32_t j = 0; j < i; ++j)
       if (fGroups[g].leads && fGroups[spread.groups[j]].leads) Demote(g);
   }
   for (std::uint32_t r = 0; r < spread.rows; ++r)
     for (std::uint32_t c = 0; c < spread.columns; ++c)
-      spread.WeightedRow(r)[c] = weights[r] * spread.Row(r)[c];
+      spread.WeightedRow(r)[c] = spread.weights[r] * spread.Row(r)[c];
   ProductBlock products[kProductsAtOnce];
   std::uint32_t count = 0;
   const auto flush = [&] {
@@ -237,31 +301,35 @@ void BlockSystem::AddSpread(Spread& spread, const double* weights, const double*
         {products, count}, spread.rows, spread.weighted.data(), spread.a.data(), Spread::kColumns);
     count = 0;
   };
-  const auto add = [&](double* to,
-                       std::size_t stride,
-                       std::uint32_t i,
-                       std::uint32_t rows,
-                       std::uint32_t j,
-                       std::uint32_t columns) {
+  const auto add = [&](std::size_t offset, std::size_t stride, std::uint32_t i, std::uint32_t j) {
     if (count == kProductsAtOnce) flush();
-    products[count++] = {to, stride, spread.firsts[i], rows, spread.firsts[j], columns};
+    products[count++] = {fValues.data() + offset,
+                         stride,
+                         spread.firsts[i],
+                         fGroups[spread.groups[i]].size,
+                         spread.firsts[j],
+                         fGroups[spread.groups[j]].size};
   };
+  const Plan* plan = NextPlan(spread);
+  const std::size_t* block = plan != nullptr ? plan->blocks.data() : nullptr;
   for (std::uint32_t i = 0; i < spread.count; ++i) {
-    const std::uint32_t from = spread.groups[i];
-    const Group& group = fGroups[from];
+    const Group& group = fGroups[spread.groups[i]];
     for (std::uint32_t r = 0; r < spread.rows; ++r)
       for (std::uint32_t p = 0; p < group.size; ++p)
-        fRhs[group.start + p] += spread.WeightedRow(r)[spread.firsts[i] + p] * misclosures[r];
-    if (fArranged) add(fValues.data() + group.diagonal, group.size, i, group.size, i, group.size);
-    for (std::uint32_t j = 0; j < spread.count; ++j) {
-      const std::uint32_t to = spread.groups[j];
-      // Of a pair one group keeps the block.
-      if (from == to || fGroups[to].leads || (!group.leads && to < from)) continue;
-      const Link* link = fArranged ? FindLink(from, to) : nullptr;
-      if (link != nullptr)
-        add(fValues.data() + link->offset, link->stride, i, group.size, j, link->size);
+        fRhs[group.start + p] +=
+            spread.WeightedRow(r)[spread.firsts[i] + p] * spread.misclosures[r];
+    if (fArranged || fIsDiagonal) add(group.diagonal, group.size, i, i);
+    for (std::uint32_t j = 0; j < i && !fIsDiagonal; ++j) {
+      const Pairing pairing = PairingOf(spread.groups[i], spread.groups[j]);
+      const std::size_t offset =
+          block != nullptr ? *block++ : OffsetOf(spread.groups[i], spread.groups[j]);
+      if (offset == kNoOffset)
+        Record(pairing.from, pairing.to);
       else
-        Record(from, to);
+        add(offset,
+            fGroups[pairing.from].width,
+            pairing.isTurned ? j : i,
+            pairing.isTurned ? i : j);
     }
   }
   flush();
@@ -279,20 +347,36 @@ void BlockSystem::Couple(std::span<const std::uint32_t> columns) {
 }
 
 void BlockSystem::AddEquation(const DesignRow& row, double weight, double misclosure) {
-  Spread spread;
-  SpreadRows({&row, 1}, spread);
-  AddSpread(spread, &weight, &misclosure);
+  Add({&row, 1}, &weight, &misclosure);
 }
 
 void BlockSystem::AddEquations(std::span<DesignRow> rows,
                                const double* weights,
                                const double* misclosures) {
-  Spread spread;
   for (std::size_t first = 0; first < rows.size(); first += Spread::kRows) {
     const std::size_t count = std::min(rows.size() - first, Spread::kRows);
-    SpreadRows(rows.subspan(first, count), spread);
-    AddSpread(spread, weights + first, misclosures + first);
+    Add(rows.subspan(first, count), weights + first, misclosures + first);
   }
+}
+
+// Rows are spread out one by one and read side by side. A processor waits for such small stores
+// unless something comes between: here the observation before.
+void BlockSystem::Add(std::span<const DesignRow> rows,
+                      const double* weights,
+                      const double* misclosures) {
+  Spread& spread = fSpreads[fTurn];
+  SpreadRows(rows, spread);
+  std::copy_n(weights, rows.size(), spread.weights.begin());
+  std::copy_n(misclosures, rows.size(), spread.misclosures.begin());
+  fTurn = 1 - fTurn;
+  AddPending();
+}
+
+void BlockSystem::AddPending() {
+  Spread& pending = fSpreads[fTurn];
+  if (pending.count == 0) return;
+  AddSpread(pending);
+  pending.count = 0;
 }
 
 void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double value) {
@@ -305,25 +389,34 @@ void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double v
 bool BlockSystem::OpenStored(std::uint32_t row, std::uint32_t column) {
   const std::uint32_t a = fGroupOf[column];
   const std::uint32_t b = fGroupOf[row];
+  if (fIsDiagonal && a != b) return false;
   if (a != b && fGroups[a].leads && fGroups[b].leads) Demote(b);
   const Group& rows = fGroups[b];
   const Group& columns = fGroups[a];
   fStored = {};
   if (a == b) {
-    if (!fArranged) return false;
+    if (!fArranged && !fIsDiagonal) return false;
     fStored.block = fValues.data() + rows.diagonal;
     fStored.rowStride = rows.size;
     fStored.columnStride = 1;
   } else {
-    const bool columnsKeep = columns.leads || (!rows.leads && a < b);
-    const Link* link = fArranged ? FindLink(columnsKeep ? a : b, columnsKeep ? b : a) : nullptr;
-    if (link == nullptr) {
+    const std::size_t offset = OffsetOf(a, b);
+    if (offset == kNoOffset) {
       Record(a, b);
       return false;
     }
-    fStored.block = fValues.data() + link->offset;
-    fStored.rowStride = columnsKeep ? 1 : link->stride;
-    fStored.columnStride = columnsKeep ? link->stride : 1;
+    const Pairing pairing = PairingOf(a, b);
+    const std::size_t stride = fGroups[pairing.from].width;
+    // Constraints go from group to group.
+    const std::uint32_t ahead = pairing.from + kGroupsAhead;
+    if (ahead < fGroups.size() && fGroups[ahead].leads) {
+      const double* w = fValues.data() + fGroups[ahead].coupling;
+      for (std::uint32_t i = 1; i <= fGroups[ahead].size; ++i)
+        __builtin_prefetch(w + i * std::size_t{fGroups[ahead].width} - 1, 1);
+    }
+    fStored.block = fValues.data() + offset;
+    fStored.rowStride = pairing.isTurned ? stride : 1;
+    fStored.columnStride = pairing.isTurned ? 1 : stride;
   }
   fStored.isDiagonal = a == b;
   fStored.firstRow = rows.start;
@@ -342,9 +435,16 @@ void BlockSystem::Demote(std::uint32_t group) {
   fDemoted = true;
   // Its links change sides: they are learnt afresh.
   for (std::vector<std::uint32_t>& met : fMet) met.clear();
+  fMeetings.clear();
 }
 
 bool BlockSystem::Seal() {
+  // Those that wait, one for each turn.
+  for (std::size_t k = 0; k < fSpreads.size(); ++k) {
+    AddPending();
+    fTurn = 1 - fTurn;
+  }
+  if (fIsDiagonal) return true;
   if (fComplete) return Eliminate();
   // After a demotion the links of this assembly are not all known.
   if (!fDemoted) {
@@ -402,19 +502,28 @@ void BlockSystem::ArrangeReduced() {
   fReduced.Arrange(pattern, sizes, isRoot);
 }
 
-// The diagonal blocks come first, as some passes read nothing else. Links stand in the order of the
-// reduced system, so that neighbours there are neighbours here.
+// The diagonal blocks come first, as some passes read nothing else. Leading groups stand in the
+// order in which observations first meet them, so that observations find them close to each other;
+// links in the order of the reduced system, so that neighbours there are neighbours here.
 void BlockSystem::ArrangeBlocks() {
   fStored = {};
+  fPlans.clear();
   fLinks.clear();
+  fLeading = fMeetings;
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g)
+    if (fGroups[g].leads && fMet[g].empty()) fLeading.push_back(g);
+  std::vector<std::uint32_t> order = fLeading;
+  order.insert(order.end(), fTrailing.begin(), fTrailing.end());
   std::size_t values = 0;
-  fWidest = 0;
-  for (Group& group : fGroups) {
+  for (const std::uint32_t g : order) {
+    Group& group = fGroups[g];
     group.diagonal = values;
     values += std::size_t{group.size} * group.size;
     if (!group.leads) group.order = fReduced.Order(group.trailing);
   }
-  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
+  const std::size_t diagonals = values;
+  std::size_t widest = 0;  // elements
+  for (const std::uint32_t g : order) {
     Group& group = fGroups[g];
     group.firstLink = static_cast<std::uint32_t>(fLinks.size());
     group.links = static_cast<std::uint32_t>(fMet[g].size());
@@ -433,13 +542,14 @@ void BlockSystem::ArrangeBlocks() {
       column += link.size;
     }
     values += std::size_t{group.size} * group.width;
-    if (group.leads) fWidest = std::max(fWidest, group.size * group.width);
+    if (group.leads) widest = std::max(widest, std::size_t{group.size} * group.width);
   }
   fValues.assign(values + kReadBeyond, 0.0);
-  fWorking.assign(fWidest + kReadBeyond, 0.0);
-  // Both are written whole before they are read.
+  for (Working& working : fWorking) working.rows.assign(widest + kReadBeyond, 0.0);
+  fGathered.assign(widest, 0.0);
+  fOwnCofactors.assign(diagonals, 0.0);
+  // Written whole before it is read.
   fScaled = std::make_unique_for_overwrite<double[]>(values + kReadBeyond);
-  fCross = std::make_unique_for_overwrite<double[]>(values + kReadBeyond);
 }
 
 void BlockSystem::ArrangePairs() {
@@ -463,20 +573,21 @@ void BlockSystem::ArrangePairs() {
     if (pair.stride == 0) pair = pairOf(rows, columns);
     fPairs.push_back(pair);
   };
+  // The couplings of a trailing group have one place each.
+  for (const std::uint32_t g : fTrailing) {
+    fGroups[g].firstPair = fPairs.size();
+    for (const Link& link : LinksOf(fGroups[g]))
+      add(fGroups[link.group].trailing, fGroups[g].trailing);
+  }
   std::vector<std::uint32_t> blocks;  // the first of each joined link
-  for (Group& group : fGroups) {
+  for (const std::uint32_t g : fLeading) {
+    Group& group = fGroups[g];
     group.firstPair = fPairs.size();
     group.firstJoined = static_cast<std::uint32_t>(fJoined.size());
-    const std::span<const Link> links(fLinks.data() + group.firstLink, group.links);
-    if (!group.leads) {
-      // The couplings of a trailing group have one place each.
-      for (const Link& link : links) add(fGroups[link.group].trailing, group.trailing);
-      continue;
-    }
     blocks.clear();
     std::uint32_t column = 0;
     std::uint32_t before = ReducedSystem::kNoBlock;
-    for (const Link& link : links) {
+    for (const Link& link : LinksOf(group)) {
       const std::uint32_t block = fGroups[link.group].trailing;
       if (before != ReducedSystem::kNoBlock && fReduced.AreNeighbours(before, block)) {
         fJoined.back().size += link.size;
@@ -504,33 +615,43 @@ bool BlockSystem::Eliminate() {
                 fGroups[g].size,
                 fReducedRhs.begin() + fReduced.Start(fGroups[g].trailing));
   fIsEliminated = true;
-  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
+  const Group* before = nullptr;
+  const auto finishBefore = [&] {
+    if (before != nullptr && fIsEliminated) ReduceLeading(*before);
+  };
+  for (const std::uint32_t g : fLeading) {
     const Group& group = fGroups[g];
-    if (!group.leads) continue;
+    Working& working = fWorking[fTurn];
     double root[kLargestLeading * kLargestLeading];
     if (!InvertPositive(
             fValues.data() + group.diagonal, group.size, fScaled.get() + group.diagonal, root)) {
       fIsEliminated = false;
       Demote(g);
-    } else if (fIsEliminated) {
-      ReduceLeading(group, root);
-      GatherInto(group, fRhs.data() + group.start, fWorking.data(), fReducedRhs);
     }
+    if (!fIsEliminated) continue;
+    for (std::size_t i = 0; i < group.size; ++i)
+      for (std::size_t j = 0; j < group.size; ++j)
+        working.transposedRoot[i * group.size + j] = root[j * group.size + i];
+    MultiplyRows(
+        group.size, group.width, root, fValues.data() + group.coupling, working.rows.data());
+    fTurn = 1 - fTurn;
+    finishBefore();
+    before = &group;
   }
+  fTurn = 1 - fTurn;
+  finishBefore();
   return fIsEliminated;
 }
 
-// With the root M of P^-1: V = M W, V^T V leaves the reduced system, Y = M^T V. Taking the share as
-// a square keeps digits where P is nearly singular.
-void BlockSystem::ReduceLeading(const Group& group, const double* root) {
-  const std::uint32_t n = group.size;
-  double transposed[kLargestLeading * kLargestLeading];
-  for (std::size_t i = 0; i < n; ++i)
-    for (std::size_t j = 0; j < n; ++j) transposed[i * n + j] = root[j * n + i];
-  double* v = fWorking.data();
-  MultiplyRows(n, group.width, root, fValues.data() + group.coupling, v);
+// With the root M of P^-1 and V = M W: V^T V leaves the reduced system, Y = M^T V. Taking the share
+// as a square keeps digits where P is nearly singular.
+void BlockSystem::ReduceLeading(const Group& group) {
+  const Working& working = fWorking[fTurn];
+  const double* v = working.rows.data();
   SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
-  MultiplyRows(n, group.width, transposed, v, fScaled.get() + group.coupling);
+  MultiplyRows(
+      group.size, group.width, working.transposedRoot.data(), v, fScaled.get() + group.coupling);
+  GatherInto(group, fRhs.data() + group.start, fGathered.data(), fReducedRhs);
 }
 
 double BlockSystem::Element(std::uint32_t row, std::uint32_t column) const {
@@ -553,6 +674,7 @@ void BlockSystem::DiagonalBlock(std::uint32_t first, std::uint32_t size, double*
 }
 
 void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
+  if (fHasCross) throw std::logic_error("the assembled system is used up");
   if (!fIsEliminated) Eliminate();
   for (;;) {
     fIsEliminated = false;
@@ -565,53 +687,67 @@ void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
   }
   fReduced.Solve(fReducedRhs);
   fReduced.Invert();
-  fHasCross = false;
   const std::span<const double> inverse = fReduced.Inverse();
-  for (const Group& group : fGroups) {
-    double* solution = fSolution.data() + group.start;
-    double* cofactors = fDiagonal.data() + group.start;
-    if (group.leads) {
-      SolveLeading(group, fReducedRhs, fRhs.data() + group.start, fWorking.data(), solution);
-      CofactorsOf(group);
-      for (std::size_t i = 0; i < group.size; ++i)
-        cofactors[i] = fCross[group.diagonal + i * group.size + i];
-    } else {
-      std::copy_n(fReducedRhs.begin() + fReduced.Start(group.trailing), group.size, solution);
-      const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
-      for (std::size_t i = 0; i < group.size; ++i)
-        cofactors[i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
-    }
+  for (const std::uint32_t g : fTrailing) {
+    const Group& group = fGroups[g];
+    std::copy_n(fReducedRhs.begin() + fReduced.Start(group.trailing),
+                group.size,
+                fSolution.begin() + group.start);
+    const ReducedSystem::Place own = fReduced.PlaceOf(group.trailing, group.trailing);
+    for (std::size_t i = 0; i < group.size; ++i)
+      fDiagonal[group.start + i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
   }
+  const Group* before = nullptr;
+  for (const std::uint32_t g : fLeading) {
+    const Group& group = fGroups[g];
+    SolveLeading(group,
+                 fReducedRhs,
+                 fRhs.data() + group.start,
+                 fGathered.data(),
+                 fSolution.data() + group.start);
+    MultiplyByHalfInverse(BlocksOf(group),
+                          fScaled.get() + group.coupling,
+                          fReduced.Inverse().data(),
+                          fWorking[fTurn].rows.data());
+    fTurn = 1 - fTurn;
+    if (before != nullptr) CofactorsOf(*before);
+    before = &group;
+  }
+  fTurn = 1 - fTurn;
+  if (before != nullptr) CofactorsOf(*before);
 }
 
-// Q_ii = P^-1 + Y Q_rr Y^T
+// Q_ii = P^-1 + Y Q_rr Y^T, the working memory holding half of the product.
 void BlockSystem::CofactorsOf(const Group& group) {
-  const double* y = fScaled.get() + group.coupling;
-  double* half = fWorking.data();
-  MultiplyByHalfInverse(BlocksOf(group), y, fReduced.Inverse().data(), half);
   SubtractBothProducts(group.size,
                        group.width,
-                       half,
-                       y,
+                       fWorking[fTurn].rows.data(),
+                       fScaled.get() + group.coupling,
                        fScaled.get() + group.diagonal,
-                       fCross.get() + group.diagonal);
+                       fOwnCofactors.data() + group.diagonal);
+  TakeDiagonal(group);
 }
 
-// Q_ir = -Y Q_rr, and Q_ii from it: forms of both, in which much cancels, keep more digits so.
+void BlockSystem::TakeDiagonal(const Group& group) {
+  const double* own = fOwnCofactors.data() + group.diagonal;
+  for (std::size_t i = 0; i < group.size; ++i) fDiagonal[group.start + i] = own[i * group.size + i];
+}
+
+// Q_ir = -Y Q_rr in the place of W, and Q_ii from it: forms of both, in which much cancels, keep
+// more digits so.
 void BlockSystem::InvertCofactors() {
   if (fHasCross) return;
-  for (const Group& group : fGroups) {
-    if (!group.leads) continue;
+  for (const std::uint32_t g : fLeading) {
+    const Group& group = fGroups[g];
     const double* y = fScaled.get() + group.coupling;
-    double* cross = fCross.get() + group.coupling;
-    double* own = fCross.get() + group.diagonal;
+    double* cross = fValues.data() + group.coupling;
+    double* own = fOwnCofactors.data() + group.diagonal;
     MultiplyByInverse(BlocksOf(group), y, fReduced.Inverse().data(), cross);
     const std::size_t elements = std::size_t{group.size} * group.width;
-    for (std::size_t k = 0; k < elements; ++k) fWorking[k] = 0.5 * cross[k];
-    SubtractBothProducts(
-        group.size, group.width, fWorking.data(), y, fScaled.get() + group.diagonal, own);
-    for (std::size_t i = 0; i < group.size; ++i)
-      fDiagonal[group.start + i] = own[i * group.size + i];
+    double* half = fWorking[0].rows.data();
+    for (std::size_t k = 0; k < elements; ++k) half[k] = 0.5 * cross[k];
+    SubtractBothProducts(group.size, group.width, half, y, fScaled.get() + group.diagonal, own);
+    TakeDiagonal(group);
   }
   fHasCross = true;
 }
@@ -692,11 +828,11 @@ std::optional<BlockSystem::View> BlockSystem::ViewOf(std::uint32_t a, std::uint3
     const ReducedSystem::Place place = fReduced.PlaceOf(ga.trailing, gb.trailing);
     return View{fReduced.Inverse().data() + place.offset, place.rowStride, place.columnStride};
   }
-  if (a == b) return View{fCross.get() + ga.diagonal, ga.size, 1};
+  if (a == b) return View{fOwnCofactors.data() + ga.diagonal, ga.size, 1};
   if (!fHasCross || (ga.leads && gb.leads)) return {};
   const Link* link = ga.leads ? FindLink(a, b) : FindLink(b, a);
   if (link == nullptr) return {};
-  const double* from = fCross.get() + link->offset;
+  const double* from = fValues.data() + link->offset;
   return ga.leads ? View{from, link->stride, 1} : View{from, 1, link->stride};
 }
 
@@ -713,7 +849,7 @@ void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) cons
   x.assign(fSize, 0.0);
   const Group& own = fGroups[fGroupOf[column]];
   std::vector<double> reduced(fReduced.Unknowns());
-  std::vector<double> gathered(fWorking.size());
+  std::vector<double> gathered(fGathered.size());
   double unit[kLargestBlock] = {};
   unit[column - own.start] = 1.0;
   if (own.leads)

@@ -30,11 +30,20 @@ namespace vermo {
 // the layout changes.
 class BlockSystem final : public NormalSystem {
  public:
+  BlockSystem();
+  ~BlockSystem() override;
+
   void SetLayout(const SystemLayout& layout) override;
   void Reset(std::uint32_t unknowns, std::uint32_t multipliers) override;
   [[nodiscard]] std::uint32_t Unknowns() const override { return fUnknowns; }
   [[nodiscard]] std::uint32_t Size() const override { return fSize; }
-  [[nodiscard]] bool WantsCouplings() const override { return fIsNew || !fArranged; }
+  [[nodiscard]] bool WantsCouplings() const override {
+    return !fIsDiagonal && (fIsNew || !fArranged);
+  }
+  bool SetDiagonalOnly(bool on) override {
+    fIsDiagonal = on;
+    return true;
+  }
   void Couple(std::span<const std::uint32_t> columns) override;
   void AddEquation(const DesignRow& row, double weight, double misclosure) override;
   void AddEquations(std::span<DesignRow> rows,
@@ -55,6 +64,7 @@ class BlockSystem final : public NormalSystem {
   [[nodiscard]] std::span<const double> Rhs() const override { return fRhs; }
   [[nodiscard]] std::span<const double> Solution() const override { return fSolution; }
   [[nodiscard]] std::span<const double> DiagonalCofactors() override { return fDiagonal; }
+  // Uses the assembled system up: only Reset may follow, and readers.
   void InvertCofactors() override;
   // Any element; one beside the blocks costs a solution.
   [[nodiscard]] double Cofactor(std::uint32_t row, std::uint32_t column) const override;
@@ -101,6 +111,28 @@ class BlockSystem final : public NormalSystem {
   // The groups of one observation and its rows, spread out over their columns.
   struct Spread;
 
+  // Of a pair of groups the one that keeps the block gives its rows.
+  struct Pairing {
+    std::uint32_t from;
+    std::uint32_t to;
+    bool isTurned;  // the second one keeps it
+  };
+  [[nodiscard]] Pairing PairingOf(std::uint32_t a, std::uint32_t b) const noexcept;
+  // Of the block of a pair in fValues, or kNoOffset.
+  [[nodiscard]] std::size_t OffsetOf(std::uint32_t a, std::uint32_t b) const;
+  static constexpr std::size_t kNoOffset = std::numeric_limits<std::size_t>::max();
+
+  // The groups of an observation and where the blocks of its pairs (1, 0), (2, 0), (2, 1) ... are.
+  struct Plan {
+    static constexpr std::uint32_t kGroups = 4;
+    std::uint32_t count = 0;
+    std::array<std::uint32_t, kGroups> groups;
+    std::array<std::size_t, kGroups*(kGroups - 1) / 2> blocks;
+  };
+  // That of the next observation; none for one of many groups.
+  const Plan* NextPlan(const Spread& spread);
+  void Prefetch(const Plan& plan) const;
+
   // The place of a group in the spread, which it gets with zeros if it has none.
   std::uint32_t Open(std::uint32_t group, Spread& spread) const;
   void SpreadRows(std::span<const DesignRow> rows, Spread& spread) const;
@@ -109,7 +141,11 @@ class BlockSystem final : public NormalSystem {
   // Notes that two groups meet and have no block yet.
   void Record(std::uint32_t a, std::uint32_t b);
   [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
-  void AddSpread(Spread& spread, const double* weights, const double* misclosures);
+  void Add(std::span<const DesignRow> rows, const double* weights, const double* misclosures);
+  // Adds the observation whose turn it is.
+  void AddPending();
+  void AddSpread(Spread& spread);
+  void ArrangeDiagonal();
   // Lay out the blocks, the reduced system, and the places of the shares in it.
   void ArrangeBlocks();
   void ArrangeReduced();
@@ -117,13 +153,15 @@ class BlockSystem final : public NormalSystem {
   // False when the block of a leading group is singular: it trails from now on.
   bool Eliminate();
   void Demote(std::uint32_t group);
-  void ReduceLeading(const Group& group, const double* root);
+  // The second half of an elimination; Eliminate has prepared the first.
+  void ReduceLeading(const Group& group);
   [[nodiscard]] std::span<const Link> LinksOf(const Group& group) const noexcept {
     return std::span(fLinks).subspan(group.firstLink, group.links);
   }
   [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
   void CofactorsOf(const Group& group);
+  void TakeDiagonal(const Group& group);
   void FormsOf(const Spread& spread, double* forms) const;
   // Q of two groups where it stands, when it is one of the blocks that were computed. One of the
   // strides is 1.
@@ -154,13 +192,16 @@ class BlockSystem final : public NormalSystem {
   std::uint32_t fUnknowns = 0;
   std::uint32_t fSize = 0;
   std::vector<Group> fGroups;
-  std::vector<std::uint32_t> fGroupOf;  // of a column
+  std::vector<std::uint32_t> fGroupOf;   // of a column
+  std::vector<std::uint32_t> fMeetings;  // leading groups in the order of their first links
+  std::vector<std::uint32_t> fLeading;   // in the order of their blocks
   std::vector<std::uint32_t> fTrailing;
   std::vector<bool> fForcedRoot;
   std::vector<std::vector<std::uint32_t>> fMet;  // recorded links, ascending
   bool fComplete = false;                        // every element had its place
   bool fArranged = false;
-  bool fDemoted = false;  // in this assembly
+  bool fIsDiagonal = false;  // nothing but diagonal blocks is wanted
+  bool fDemoted = false;     // in this assembly
 
   std::vector<Link> fLinks;
   // The block that a constraint stored into last.
@@ -183,13 +224,23 @@ class BlockSystem final : public NormalSystem {
   std::vector<LeadingLink> fJoined;
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
+  std::vector<Plan> fPlans;  // of the observations, in the order of an assembly
+  std::size_t fNextPlan = 0;
   std::vector<double> fValues;        // diagonal blocks, W, couplings as assembled
   std::unique_ptr<double[]> fScaled;  // at the places of fValues: P^-1 and Y
-  std::unique_ptr<double[]> fCross;   // at the places of fValues: Q_ii and, if it is there, Q_ir
+  std::vector<double> fOwnCofactors;  // Q_ii at the places of the diagonal blocks
   bool fIsEliminated = false;         // fScaled and the reduced system are those of fValues
-  bool fHasCross = false;
-  std::uint32_t fWidest = 0;  // elements of the largest W
-  std::vector<double> fWorking;
+  bool fHasCross = false;             // Q_ir has taken the place of W
+  // Of one leading group, as wide as the widest; two of them, so that what one group's code wrote
+  // piece by piece is read only after the next one's.
+  struct Working {
+    std::vector<double> rows;
+    std::array<double, kLargestLeading * kLargestLeading> transposedRoot;
+  };
+  std::array<Working, 2> fWorking;
+  std::vector<Spread> fSpreads;  // two, for the same reason
+  std::size_t fTurn = 0;         // of the two of either
+  std::vector<double> fGathered;
   std::vector<double> fReducedRhs;  // then the reduced solution
   std::vector<double> fRhs, fSolution, fDiagonal;
 };

@@ -480,7 +480,7 @@ struct Kernels {
                                   const double* weighted,                                       \
                                   const double* a,                                              \
                                   std::size_t width) {                                          \
-      Products<kRoundUp>(blocks, components, weighted, a, width);                               \
+      Products<false>(blocks, components, weighted, a, width);                                  \
     }                                                                                           \
     target static void SharesOf(const LeadingBlocks& blocks,                                    \
                                 const double* w,                                                \

@@ -49,6 +49,9 @@ class NormalSystem {
   // A hint between Reset and Seal of an assembly without equations: an observation will have
   // coefficients in the groups of these columns.
   virtual void Couple(std::span<const std::uint32_t> /*columns*/) {}
+  // From the next Reset on the blocks of groups on the diagonal are enough: no factorisation will
+  // follow. False when the engine makes no difference.
+  virtual bool SetDiagonalOnly(bool /*on*/) { return false; }
   // Whether ReserveRow does anything.
   [[nodiscard]] virtual bool TakesReservations() const { return false; }
   // A hint before the assembly: elements of the row will lie from column first on. No element
