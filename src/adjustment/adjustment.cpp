@@ -192,7 +192,10 @@ void Adjustment::ComputeStatistics(std::uint32_t unknowns, std::uint32_t constra
 }
 
 void Adjustment::ComputeAccuracy(double s0) {
-  for (Data* group : fDaten) group->StoreAccuracy(*fSystem, s0);
+  for (std::size_t i = 0; i < fDaten.size(); ++i) {
+    if (i + kGroupsAhead < fDaten.size()) fDaten[i + kGroupsAhead]->FetchMessungen();
+    fDaten[i]->StoreAccuracy(*fSystem, s0);
+  }
   double sum = 0.0;
   for (const MessungEntry& entry : fMessungen) {
     entry.messung->ComputeRedundancy(*fSystem, fEquations);

@@ -6,6 +6,7 @@
 #include "linalg/normal_system.h"
 #include "observations/equation_block.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -92,6 +93,9 @@ class Adjustment {
   std::vector<Bedingung*> fBedingungen;  // in the order of their rows, not owned
 
  private:
+  // In walks over groups that count their observations these are fetched so many groups ahead.
+  static constexpr std::size_t kGroupsAhead = 8;
+
   // A build pass is repeated until neither the ray rule nor the solvability check takes a group
   // out. Returns the number of unknowns.
   std::uint32_t Build();

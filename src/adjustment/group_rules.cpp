@@ -11,7 +11,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <cstddef>
+#include <typeinfo>
 
 namespace vermo {
 namespace {
@@ -60,15 +61,41 @@ double Solvability(double* block, std::uint32_t n) {
   return std::pow(det, 1.0 / n);
 }
 
+// Whether the Solvability of a block of three unknowns is above kSmallestSolvability without doubt.
+// With rows a, b, c, the determinant of the rows of unit length is
+//
+//   d = |a . (b x c)| / (|a| |b| |c|)
+//
+// d > 1e-6 means a solvability of 0.01, while all roundings, here and there, change d by less than
+// 1e-14: the squares on both sides tell it without roots and quotients. Rows so short that their
+// squares could underflow leave the doubt, and so does what overflows or is not a number.
+bool IsClearlySolvable(const double* block) {
+  constexpr double kClearSquare = 1e-12;
+  constexpr double kShortestSquare = 1e-60;
+  const double* const a = block;
+  const double* const b = block + 3;
+  const double* const c = block + 6;
+  const double aa = a[0] * a[0] + a[1] * a[1] + a[2] * a[2];
+  const double bb = b[0] * b[0] + b[1] * b[1] + b[2] * b[2];
+  const double cc = c[0] * c[0] + c[1] * c[1] + c[2] * c[2];
+  const double det = a[0] * (b[1] * c[2] - b[2] * c[1]) + a[1] * (b[2] * c[0] - b[0] * c[2]) +
+                     a[2] * (b[0] * c[1] - b[1] * c[0]);
+  return aa > kShortestSquare && bb > kShortestSquare && cc > kShortestSquare &&
+         det * det > kClearSquare * (aa * bb * cc);
+}
+
 }  // namespace
 
 std::uint32_t Adjustment::ApplyMinimumRays() {
   const auto minRays = static_cast<std::uint32_t>(fSettings.fMinRays);
   std::uint32_t disabled = 0;
-  for (Data* group : fDaten) {
-    auto* point = dynamic_cast<DataObko*>(group);
-    if (point == nullptr || !point->IsVariable() || point->IsExemptFromRayRule()) continue;
-    const bool enough = point->RayCount() >= minRays;
+  for (std::size_t i = 0; i < fDaten.size(); ++i) {
+    if (i + kGroupsAhead < fDaten.size()) fDaten[i + kGroupsAhead]->FetchMessungen();
+    Data* const group = fDaten[i];
+    if (typeid(*group) != typeid(DataObko)) continue;
+    auto* point = static_cast<DataObko*>(group);
+    if (!point->IsVariable() || point->IsExemptFromRayRule()) continue;
+    const bool enough = point->HasRays(minRays);
     if (enough == point->IsActive()) continue;
     point->SetEnoughRays(enough);
     point->SetActive(enough);
@@ -83,7 +110,8 @@ std::uint32_t Adjustment::ApplyMinimumRays() {
 }
 
 bool Adjustment::CheckSolvability() {
-  double best = std::numeric_limits<double>::max();
+  // What is not below the threshold does not matter.
+  double best = kSmallestSolvability;
   Data* worst = nullptr;
   for (Data* group : fDaten) {
     if (!group->IsActive() || !group->IsVariable()) continue;
@@ -91,6 +119,7 @@ bool Adjustment::CheckSolvability() {
     if (group->FirstUnknown() < 0 || n == 0) throw KlException(failure::kInternal);
     fBlock.resize(std::size_t{n} * n);
     fSystem->DiagonalBlock(static_cast<std::uint32_t>(group->FirstUnknown()), n, fBlock.data());
+    if (n == 3 && IsClearlySolvable(fBlock.data())) continue;
     const double v = Solvability(fBlock.data(), n);
     if (!(best > v)) continue;
     // A line or a plane may be held by constraints, which its own block does not show.
@@ -99,7 +128,7 @@ bool Adjustment::CheckSolvability() {
     best = v;
     worst = group;
   }
-  if (!(best < kSmallestSolvability)) return true;
+  if (worst == nullptr) return true;
   worst->SetActive(false);
   worst->SetFirstUnknown(Data::kNoColumn);
   fGeaendert = true;

@@ -9,6 +9,12 @@
 #include <typeinfo>
 
 namespace vermo {
+namespace {
+
+// Observations whose groups are fetched before their turn.
+constexpr std::size_t kAhead = 8;
+
+}  // namespace
 
 std::uint32_t Adjustment::BuildNormalEquations() {
   // An inactive group is not touched and keeps its old column: unusable observations are
@@ -27,7 +33,9 @@ std::uint32_t Adjustment::BuildNormalEquations() {
     fSystem->Reset(unknowns, rows - unknowns);
     if (fSystem->TakesReservations()) ReserveRows();
     components = 0;
-    for (const MessungEntry& entry : fMessungen) {
+    for (std::size_t k = 0; k < fMessungen.size(); ++k) {
+      if (k + kAhead < fMessungen.size()) fMessungen[k + kAhead].messung->FetchGroups();
+      const MessungEntry& entry = fMessungen[k];
       if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
       if (!entry.messung->IsConnected()) continue;
       components += entry.messung->UsedCount();

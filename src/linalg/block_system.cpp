@@ -12,9 +12,18 @@ namespace {
 constexpr double kSmallestPivot = 1e-12;
 // Larger groups stand as several blocks.
 constexpr std::uint32_t kLargestBlock = 16;
-// Observations whose blocks are fetched before their turn.
+// What will be needed soon is fetched before its turn: blocks of an observation, and before them
+// what is known of its groups.
 constexpr std::size_t kPlansAhead = 4;
-constexpr std::uint32_t kGroupsAhead = 6;
+constexpr std::size_t kGroupsAhead = 10;
+// Columns of a link, as many as an image has.
+constexpr std::size_t kFetchedColumns = 6;
+
+template <typename Element>
+void Fetch(const Element* first, std::size_t count) noexcept {
+  __builtin_prefetch(first, 1);
+  __builtin_prefetch(reinterpret_cast<const char*>(first + count) - 1, 1);
+}
 // Blocks of an observation that are handed to the kernel together.
 constexpr std::uint32_t kProductsAtOnce = 16;
 // So many trailing groups that a table of all their pairs is small beside the rest.
@@ -84,31 +93,26 @@ bool InvertPositive(const double* block, std::uint32_t n, double* inverse, doubl
 
 }  // namespace
 
-// At most as many groups as a row has entries.
+// An observation by groups: `a` has the coefficients of all columns of all groups, by rows,
+// `stride` from row to row. At most as many groups as a row has entries.
 struct BlockSystem::Spread {
+  static constexpr std::size_t kRows = 3;
+  static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
+
   std::uint32_t count = 0;    // groups
   std::uint32_t columns = 0;  // of all of them
   std::array<std::uint32_t, DesignRow::kCapacity> groups;
   std::array<std::uint32_t, DesignRow::kCapacity> firsts;  // first column of a group
   std::uint32_t rows = 0;
-  static constexpr std::size_t kRows = 3;
-  static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
-  std::array<double, kRows> weights;
-  std::array<double, kRows> misclosures;
-  // By rows of kColumns.
-  std::array<double, kRows * kColumns + kReadBeyond> a;
-  std::array<double, kRows * kColumns> weighted;
+  const double* a = nullptr;
+  std::size_t stride = 0;
+  // For rows that do not have their columns as they are needed.
+  std::array<double, kRows * kColumns + kReadBeyond> own;
 
-  double* Row(std::uint32_t r) noexcept { return a.data() + std::size_t{r} * kColumns; }
-  [[nodiscard]] const double* Row(std::uint32_t r) const noexcept {
-    return a.data() + std::size_t{r} * kColumns;
-  }
-  double* WeightedRow(std::uint32_t r) noexcept {
-    return weighted.data() + std::size_t{r} * kColumns;
-  }
+  double* Row(std::uint32_t r) noexcept { return own.data() + std::size_t{r} * kColumns; }
 };
 
-BlockSystem::BlockSystem() : fSpreads(2) {}
+BlockSystem::BlockSystem() : fSpread(std::make_unique<Spread>()) {}
 BlockSystem::~BlockSystem() = default;
 
 void BlockSystem::SetLayout(const SystemLayout& layout) {
@@ -146,13 +150,11 @@ void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
     }
     const std::size_t count = fGroups.size();
     fForcedRoot.assign(count, false);
-    fMet.assign(count, {});
-    fMeetings.clear();
+    ForgetMeetings();
     fArranged = false;
     fValues.clear();
   }
   if (fIsDiagonal) ArrangeDiagonal();
-  for (Spread& spread : fSpreads) spread.count = 0;
   fComplete = fArranged;
   fIsEliminated = false;
   fNextPlan = 0;
@@ -188,34 +190,51 @@ std::uint32_t BlockSystem::Open(std::uint32_t group, Spread& spread) const {
   return spread.count++;
 }
 
-// Entries come in runs of one group, and the rows of an image coordinate have the same columns.
 void BlockSystem::SpreadRows(std::span<const DesignRow> rows, Spread& spread) const {
   spread.count = spread.columns = 0;
   spread.rows = static_cast<std::uint32_t>(rows.size());
+  if (FindRuns(rows, spread)) return;
+  spread.count = spread.columns = 0;
+  spread.a = spread.own.data();
+  spread.stride = Spread::kColumns;
   std::uint32_t offset = 0;  // from a column of the group to its place
   std::uint32_t first = 1;   // columns of the group; none yet
   std::uint32_t end = 0;
-  const auto enter = [&](std::uint32_t column) {
-    if (column >= first && column < end) return;
-    const std::uint32_t group = fGroupOf[column];
-    first = fGroups[group].start;
-    end = first + fGroups[group].size;
-    offset = spread.firsts[Open(group, spread)] - first;
-  };
-  if (spread.rows == 2 && rows[0].HasColumnsOf(rows[1])) {
-    for (std::uint32_t e = 0; e < rows[0].size(); ++e) {
-      const std::uint32_t column = rows[0][e].column;
-      enter(column);
-      spread.Row(0)[offset + column] += rows[0][e].coefficient;
-      spread.Row(1)[offset + column] += rows[1][e].coefficient;
-    }
-    return;
-  }
   for (std::uint32_t r = 0; r < spread.rows; ++r)
     for (const DesignEntry& entry : rows[r]) {
-      enter(entry.column);
+      if (entry.column < first || entry.column >= end) {
+        const std::uint32_t group = fGroupOf[entry.column];
+        first = fGroups[group].start;
+        end = first + fGroups[group].size;
+        offset = spread.firsts[Open(group, spread)] - first;
+      }
       spread.Row(r)[offset + entry.column] += entry.coefficient;
     }
+}
+
+// Rows that name the same columns, group after group and each one whole, stand as they are needed.
+bool BlockSystem::FindRuns(std::span<const DesignRow> rows, Spread& spread) const {
+  for (std::size_t r = 1; r < rows.size(); ++r)
+    if (!rows[r].HasColumnsOf(rows[0])) return false;
+  const std::uint32_t* columns = rows[0].Columns();
+  const std::uint32_t count = rows[0].size();
+  while (spread.columns < count) {
+    const std::uint32_t first = spread.columns;
+    const std::uint32_t g = fGroupOf[columns[first]];
+    const Group& group = fGroups[g];
+    if (count - first < group.size) return false;
+    for (std::uint32_t k = 0; k < group.size; ++k)
+      if (columns[first + k] != group.start + k) return false;
+    for (std::uint32_t i = 0; i < spread.count; ++i)
+      if (spread.groups[i] == g) return false;
+    spread.groups[spread.count] = g;
+    spread.firsts[spread.count++] = first;
+    spread.columns += group.size;
+  }
+  static_assert(sizeof(DesignRow) % sizeof(double) == 0);
+  spread.a = rows[0].Coefficients();
+  spread.stride = sizeof(DesignRow) / sizeof(double);
+  return true;
 }
 
 void BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
@@ -223,10 +242,49 @@ void BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
   fComplete = false;
   fArranged = false;
   const Pairing pairing = PairingOf(a, b);
-  std::vector<std::uint32_t>& met = fMet[pairing.from];
-  if (met.empty() && fGroups[pairing.from].leads) fMeetings.push_back(pairing.from);
-  const auto place = std::ranges::lower_bound(met, pairing.to);
-  if (place == met.end() || *place != pairing.to) met.insert(place, pairing.to);
+  // Observations of one image follow each other.
+  const Meeting meeting{pairing.from, pairing.to};
+  if (meeting == fLastTrailing) return;
+  if (!fGroups[pairing.from].leads) {
+    fLastTrailing = meeting;
+  } else if (!fHasMet[pairing.from]) {
+    fHasMet[pairing.from] = true;
+    fOrderOfMeeting.push_back(pairing.from);
+  }
+  fMeetings.push_back(meeting);
+}
+
+void BlockSystem::ForgetMeetings() {
+  fMeetings.clear();
+  fMet.clear();
+  fMetBy.assign(fGroups.size() + 1, 0);
+  fLastTrailing = {};
+  fHasMet.assign(fGroups.size(), false);
+  fOrderOfMeeting.clear();
+}
+
+// Sorts what was recorded by the group that keeps the block (a counting sort), then each group's.
+void BlockSystem::SortMeetings() {
+  for (std::uint32_t g = 0; g + 1 < fMetBy.size(); ++g)
+    for (const std::uint32_t other : MetBy(g)) fMeetings.push_back({g, other});
+  std::vector<std::size_t> place(fGroups.size() + 1, 0);
+  for (const Meeting& meeting : fMeetings) ++place[meeting.from + 1];
+  for (std::size_t g = 1; g < place.size(); ++g) place[g] += place[g - 1];
+  std::vector<std::uint32_t> sorted(fMeetings.size());
+  for (const Meeting& meeting : fMeetings) sorted[place[meeting.from]++] = meeting.to;
+  fMeetings.clear();
+  fMeetings.shrink_to_fit();
+  fLastTrailing = {};
+  fMet.clear();
+  auto first = sorted.begin();
+  for (std::size_t g = 0; g < fGroups.size(); ++g) {
+    const auto end = sorted.begin() + static_cast<std::ptrdiff_t>(place[g]);
+    std::sort(first, end);
+    fMetBy[g] = fMet.size();
+    fMet.insert(fMet.end(), first, std::unique(first, end));
+    first = end;
+  }
+  fMetBy.back() = fMet.size();
 }
 
 BlockSystem::Pairing BlockSystem::PairingOf(std::uint32_t a, std::uint32_t b) const noexcept {
@@ -260,45 +318,50 @@ const BlockSystem::Plan* BlockSystem::NextPlan(const Spread& spread) {
     std::size_t* block = plan.blocks.data();
     for (std::uint32_t i = 1; i < spread.count; ++i)
       for (std::uint32_t j = 0; j < i; ++j) *block++ = OffsetOf(spread.groups[i], spread.groups[j]);
+    plan.leading = kNone;
+    for (std::uint32_t i = 0; i < spread.count; ++i) {
+      const Group& group = fGroups[spread.groups[i]];
+      if (!group.leads) continue;
+      plan.leading = i;
+      plan.size = group.size;
+      plan.width = group.width;
+      plan.diagonal = group.diagonal;
+    }
   }
-  if (fNextPlan + kPlansAhead < fPlans.size()) Prefetch(fPlans[fNextPlan + kPlansAhead]);
+  // The blocks of a leading group are likely far from those of the one before, and so is what is
+  // known of it.
+  if (fNextPlan + kPlansAhead < fPlans.size()) FetchBlocks(fPlans[fNextPlan + kPlansAhead]);
+  if (fNextPlan + kGroupsAhead < fPlans.size()) {
+    const Plan& ahead = fPlans[fNextPlan + kGroupsAhead];
+    if (ahead.leading != kNone) Fetch(fGroups.data() + ahead.groups[ahead.leading], 1);
+  }
   return &plan;
 }
 
-// The blocks of a leading group are likely far from those of the one before.
-void BlockSystem::Prefetch(const Plan& plan) const {
-  const auto fetch = [this](std::size_t first, std::uint32_t size) {
-    __builtin_prefetch(fValues.data() + first, 1);
-    __builtin_prefetch(fValues.data() + first + size - 1, 1);
-  };
+void BlockSystem::FetchBlocks(const Plan& plan) const {
+  if (plan.leading == kNone) return;
+  Fetch(fValues.data() + plan.diagonal, plan.size * plan.size);
   const std::size_t* block = plan.blocks.data();
-  for (std::uint32_t i = 0; i < plan.count; ++i) {
-    const Group& group = fGroups[plan.groups[i]];
-    if (group.leads) fetch(group.diagonal, group.size * group.size);
-    for (std::uint32_t j = 0; j < i; ++j, ++block) {
-      const Pairing pairing = PairingOf(plan.groups[i], plan.groups[j]);
-      const Group& from = fGroups[pairing.from];
-      if (!from.leads || *block == kNoOffset) continue;
-      for (std::uint32_t r = 0; r < from.size; ++r)
-        fetch(*block + r * std::size_t{from.width}, fGroups[pairing.to].size);
-    }
-  }
+  for (std::uint32_t i = 1; i < plan.count; ++i)
+    for (std::uint32_t j = 0; j < i; ++j, ++block)
+      if ((i == plan.leading || j == plan.leading) && *block != kNoOffset)
+        for (std::uint32_t r = 0; r < plan.size; ++r)
+          Fetch(fValues.data() + *block + r * std::size_t{plan.width}, kFetchedColumns);
 }
 
-void BlockSystem::AddSpread(Spread& spread) {
+void BlockSystem::AddSpread(const Spread& spread,
+                            const double* weights,
+                            const double* misclosures) {
   for (std::uint32_t i = 0; i < spread.count && !fIsDiagonal; ++i) {
     const std::uint32_t g = spread.groups[i];
     for (std::uint32_t j = 0; j < i; ++j)
       if (fGroups[g].leads && fGroups[spread.groups[j]].leads) Demote(g);
   }
-  for (std::uint32_t r = 0; r < spread.rows; ++r)
-    for (std::uint32_t c = 0; c < spread.columns; ++c)
-      spread.WeightedRow(r)[c] = spread.weights[r] * spread.Row(r)[c];
+  const ProductRows rows{spread.rows, spread.a, spread.stride, weights};
   ProductBlock products[kProductsAtOnce];
   std::uint32_t count = 0;
   const auto flush = [&] {
-    AddProducts(
-        {products, count}, spread.rows, spread.weighted.data(), spread.a.data(), Spread::kColumns);
+    AddProducts({products, count}, rows);
     count = 0;
   };
   const auto add = [&](std::size_t offset, std::size_t stride, std::uint32_t i, std::uint32_t j) {
@@ -314,10 +377,12 @@ void BlockSystem::AddSpread(Spread& spread) {
   const std::size_t* block = plan != nullptr ? plan->blocks.data() : nullptr;
   for (std::uint32_t i = 0; i < spread.count; ++i) {
     const Group& group = fGroups[spread.groups[i]];
-    for (std::uint32_t r = 0; r < spread.rows; ++r)
-      for (std::uint32_t p = 0; p < group.size; ++p)
-        fRhs[group.start + p] +=
-            spread.WeightedRow(r)[spread.firsts[i] + p] * spread.misclosures[r];
+    double* rhs = fRhs.data() + group.start;
+    for (std::uint32_t r = 0; r < spread.rows; ++r) {
+      const double* a = spread.a + r * spread.stride + spread.firsts[i];
+      const double weighted = weights[r] * misclosures[r];
+      for (std::uint32_t p = 0; p < group.size; ++p) rhs[p] += weighted * a[p];
+    }
     if (fArranged || fIsDiagonal) add(group.diagonal, group.size, i, i);
     for (std::uint32_t j = 0; j < i && !fIsDiagonal; ++j) {
       const Pairing pairing = PairingOf(spread.groups[i], spread.groups[j]);
@@ -347,7 +412,8 @@ void BlockSystem::Couple(std::span<const std::uint32_t> columns) {
 }
 
 void BlockSystem::AddEquation(const DesignRow& row, double weight, double misclosure) {
-  Add({&row, 1}, &weight, &misclosure);
+  SpreadRows({&row, 1}, *fSpread);
+  AddSpread(*fSpread, &weight, &misclosure);
 }
 
 void BlockSystem::AddEquations(std::span<DesignRow> rows,
@@ -355,28 +421,9 @@ void BlockSystem::AddEquations(std::span<DesignRow> rows,
                                const double* misclosures) {
   for (std::size_t first = 0; first < rows.size(); first += Spread::kRows) {
     const std::size_t count = std::min(rows.size() - first, Spread::kRows);
-    Add(rows.subspan(first, count), weights + first, misclosures + first);
+    SpreadRows(rows.subspan(first, count), *fSpread);
+    AddSpread(*fSpread, weights + first, misclosures + first);
   }
-}
-
-// Rows are spread out one by one and read side by side. A processor waits for such small stores
-// unless something comes between: here the observation before.
-void BlockSystem::Add(std::span<const DesignRow> rows,
-                      const double* weights,
-                      const double* misclosures) {
-  Spread& spread = fSpreads[fTurn];
-  SpreadRows(rows, spread);
-  std::copy_n(weights, rows.size(), spread.weights.begin());
-  std::copy_n(misclosures, rows.size(), spread.misclosures.begin());
-  fTurn = 1 - fTurn;
-  AddPending();
-}
-
-void BlockSystem::AddPending() {
-  Spread& pending = fSpreads[fTurn];
-  if (pending.count == 0) return;
-  AddSpread(pending);
-  pending.count = 0;
 }
 
 void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double value) {
@@ -384,6 +431,24 @@ void BlockSystem::StoreElement(std::uint32_t row, std::uint32_t column, double v
   if (!fStored.Holds(row, column) && !OpenStored(row, column)) return;
   *fStored.At(row, column) = value;
   if (fStored.isDiagonal) *fStored.At(column, row) = value;
+}
+
+void BlockSystem::StoreBlock(std::uint32_t firstRow,
+                             std::uint32_t rows,
+                             std::uint32_t firstColumn,
+                             std::uint32_t columns,
+                             const double* values) {
+  const bool isOne = fStored.Holds(firstRow, firstColumn) || OpenStored(firstRow, firstColumn);
+  if (isOne && !fStored.isDiagonal &&
+      fStored.Holds(firstRow + rows - 1, firstColumn + columns - 1)) {
+    for (std::uint32_t r = 0; r < rows; ++r)
+      for (std::uint32_t c = 0; c < columns; ++c)
+        *fStored.At(firstRow + r, firstColumn + c) = *values++;
+    return;
+  }
+  for (std::uint32_t r = 0; r < rows; ++r)
+    for (std::uint32_t c = 0; c < columns; ++c)
+      StoreElement(firstRow + r, firstColumn + c, *values++);
 }
 
 bool BlockSystem::OpenStored(std::uint32_t row, std::uint32_t column) {
@@ -407,13 +472,6 @@ bool BlockSystem::OpenStored(std::uint32_t row, std::uint32_t column) {
     }
     const Pairing pairing = PairingOf(a, b);
     const std::size_t stride = fGroups[pairing.from].width;
-    // Constraints go from group to group.
-    const std::uint32_t ahead = pairing.from + kGroupsAhead;
-    if (ahead < fGroups.size() && fGroups[ahead].leads) {
-      const double* w = fValues.data() + fGroups[ahead].coupling;
-      for (std::uint32_t i = 1; i <= fGroups[ahead].size; ++i)
-        __builtin_prefetch(w + i * std::size_t{fGroups[ahead].width} - 1, 1);
-    }
     fStored.block = fValues.data() + offset;
     fStored.rowStride = pairing.isTurned ? stride : 1;
     fStored.columnStride = pairing.isTurned ? 1 : stride;
@@ -434,20 +492,15 @@ void BlockSystem::Demote(std::uint32_t group) {
   fStored = {};
   fDemoted = true;
   // Its links change sides: they are learnt afresh.
-  for (std::vector<std::uint32_t>& met : fMet) met.clear();
-  fMeetings.clear();
+  ForgetMeetings();
 }
 
 bool BlockSystem::Seal() {
-  // Those that wait, one for each turn.
-  for (std::size_t k = 0; k < fSpreads.size(); ++k) {
-    AddPending();
-    fTurn = 1 - fTurn;
-  }
   if (fIsDiagonal) return true;
   if (fComplete) return Eliminate();
   // After a demotion the links of this assembly are not all known.
   if (!fDemoted) {
+    SortMeetings();
     ArrangeReduced();
     ArrangeBlocks();
     ArrangePairs();
@@ -475,7 +528,7 @@ void BlockSystem::ArrangeReduced() {
   // Which leading groups a trailing one meets; through them it meets others.
   std::vector<std::vector<std::uint32_t>> leadersOf(blocks);
   for (std::uint32_t g = 0; g < fGroups.size(); ++g)
-    for (const std::uint32_t other : fMet[g]) {
+    for (const std::uint32_t other : MetBy(g)) {
       const std::uint32_t t = fGroups[other].trailing;
       if (fGroups[g].leads) {
         leadersOf[t].push_back(g);
@@ -495,7 +548,7 @@ void BlockSystem::ArrangeReduced() {
     };
     for (const std::uint32_t other : pattern[t]) meet(other);
     for (const std::uint32_t leader : leadersOf[t])
-      for (const std::uint32_t other : fMet[leader]) meet(fGroups[other].trailing);
+      for (const std::uint32_t other : MetBy(leader)) meet(fGroups[other].trailing);
     std::ranges::sort(met);
     pattern[t] = std::move(met);
   }
@@ -509,9 +562,9 @@ void BlockSystem::ArrangeBlocks() {
   fStored = {};
   fPlans.clear();
   fLinks.clear();
-  fLeading = fMeetings;
+  fLeading = fOrderOfMeeting;
   for (std::uint32_t g = 0; g < fGroups.size(); ++g)
-    if (fGroups[g].leads && fMet[g].empty()) fLeading.push_back(g);
+    if (fGroups[g].leads && !fHasMet[g]) fLeading.push_back(g);
   std::vector<std::uint32_t> order = fLeading;
   order.insert(order.end(), fTrailing.begin(), fTrailing.end());
   std::size_t values = 0;
@@ -526,9 +579,9 @@ void BlockSystem::ArrangeBlocks() {
   for (const std::uint32_t g : order) {
     Group& group = fGroups[g];
     group.firstLink = static_cast<std::uint32_t>(fLinks.size());
-    group.links = static_cast<std::uint32_t>(fMet[g].size());
+    group.links = static_cast<std::uint32_t>(MetBy(g).size());
     group.width = 0;
-    for (const std::uint32_t other : fMet[g]) {
+    for (const std::uint32_t other : MetBy(g)) {
       fLinks.push_back({other, fGroups[other].size, fGroups[other].order, 0, 0});
       group.width += fGroups[other].size;
     }
@@ -870,17 +923,16 @@ void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) cons
 double BlockSystem::Cofactor(std::uint32_t row, std::uint32_t column) const {
   const std::uint32_t a = fGroupOf[row];
   const std::uint32_t b = fGroupOf[column];
-  std::vector<double> block(std::size_t{fGroups[a].size} * fGroups[b].size);
-  if (BlockOf(a, b, block.data()))
-    return block[(row - fGroups[a].start) * std::size_t{fGroups[b].size} + column -
-                 fGroups[b].start];
+  if (const std::optional<View> view = ViewOf(a, b))
+    return view->from[(row - fGroups[a].start) * view->rowStride +
+                      (column - fGroups[b].start) * view->columnStride];
   std::vector<double> x;
   SolveColumn(column, x);
   return x[row];
 }
 
 void BlockSystem::CofactorForms(std::span<DesignRow> rows, double* forms) const {
-  Spread spread;
+  Spread& spread = *fSpread;
   for (std::size_t first = 0; first < rows.size(); first += Spread::kRows) {
     SpreadRows(rows.subspan(first, std::min(rows.size() - first, Spread::kRows)), spread);
     FormsOf(spread, forms + first);
@@ -893,7 +945,7 @@ void BlockSystem::FormsOf(const Spread& spread, double* forms) const {
   std::fill_n(forms, spread.rows, 0.0);
   const auto flush = [&] {
     double parts[Spread::kRows];
-    ComputeForms({blocks, count}, spread.rows, spread.a.data(), Spread::kColumns, parts);
+    ComputeForms({blocks, count}, spread.rows, spread.a, spread.stride, parts);
     for (std::uint32_t r = 0; r < spread.rows; ++r) forms[r] += parts[r];
     count = 0;
   };
@@ -918,9 +970,9 @@ void BlockSystem::FormsOf(const Spread& spread, double* forms) const {
 }
 
 double BlockSystem::CofactorForm(const DesignRow& row) const {
-  DesignRow copy = row;
   double form = 0.0;
-  CofactorForms({&copy, 1}, &form);
+  SpreadRows({&row, 1}, *fSpread);
+  FormsOf(*fSpread, &form);
   return form;
 }
 

@@ -51,6 +51,11 @@ class BlockSystem final : public NormalSystem {
                     const double* misclosures) override;
   void WidenRow(std::uint32_t /*row*/, std::uint32_t /*first*/) override {}
   void StoreElement(std::uint32_t row, std::uint32_t column, double value) override;
+  void StoreBlock(std::uint32_t firstRow,
+                  std::uint32_t rows,
+                  std::uint32_t firstColumn,
+                  std::uint32_t columns,
+                  const double* values) override;
   // Also behind Seal, for another right-hand side of the same system.
   void SetRhs(std::uint32_t row, double value) override {
     fRhs[row] = value;
@@ -126,12 +131,17 @@ class BlockSystem final : public NormalSystem {
   struct Plan {
     static constexpr std::uint32_t kGroups = 4;
     std::uint32_t count = 0;
+    // Which of the groups leads, if one does, and what its blocks are like.
+    std::uint32_t leading = kNone;
+    std::uint32_t size = 0;
+    std::uint32_t width = 0;
+    std::size_t diagonal = 0;
     std::array<std::uint32_t, kGroups> groups;
     std::array<std::size_t, kGroups*(kGroups - 1) / 2> blocks;
   };
   // That of the next observation; none for one of many groups.
   const Plan* NextPlan(const Spread& spread);
-  void Prefetch(const Plan& plan) const;
+  void FetchBlocks(const Plan& plan) const;
 
   // The place of a group in the spread, which it gets with zeros if it has none.
   std::uint32_t Open(std::uint32_t group, Spread& spread) const;
@@ -140,11 +150,14 @@ class BlockSystem final : public NormalSystem {
   bool OpenStored(std::uint32_t row, std::uint32_t column);
   // Notes that two groups meet and have no block yet.
   void Record(std::uint32_t a, std::uint32_t b);
+  void ForgetMeetings();
+  void SortMeetings();
+  [[nodiscard]] std::span<const std::uint32_t> MetBy(std::uint32_t group) const noexcept {
+    return std::span(fMet).subspan(fMetBy[group], fMetBy[group + 1] - fMetBy[group]);
+  }
   [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
-  void Add(std::span<const DesignRow> rows, const double* weights, const double* misclosures);
-  // Adds the observation whose turn it is.
-  void AddPending();
-  void AddSpread(Spread& spread);
+  bool FindRuns(std::span<const DesignRow> rows, Spread& spread) const;
+  void AddSpread(const Spread& spread, const double* weights, const double* misclosures);
   void ArrangeDiagonal();
   // Lay out the blocks, the reduced system, and the places of the shares in it.
   void ArrangeBlocks();
@@ -192,13 +205,23 @@ class BlockSystem final : public NormalSystem {
   std::uint32_t fUnknowns = 0;
   std::uint32_t fSize = 0;
   std::vector<Group> fGroups;
-  std::vector<std::uint32_t> fGroupOf;   // of a column
-  std::vector<std::uint32_t> fMeetings;  // leading groups in the order of their first links
-  std::vector<std::uint32_t> fLeading;   // in the order of their blocks
+  std::vector<std::uint32_t> fGroupOf;  // of a column
+  std::vector<std::uint32_t> fLeading;  // in the order of their blocks
   std::vector<std::uint32_t> fTrailing;
   std::vector<bool> fForcedRoot;
-  std::vector<std::vector<std::uint32_t>> fMet;  // recorded links, ascending
-  bool fComplete = false;                        // every element had its place
+  // Of two groups that share an observation the one that keeps the block, and the other.
+  struct Meeting {
+    std::uint32_t from = kNone;
+    std::uint32_t to = kNone;
+    bool operator==(const Meeting&) const = default;
+  };
+  std::vector<Meeting> fMeetings;              // recorded since the blocks were laid out
+  std::vector<std::uint32_t> fMet;             // of all groups, ascending for each
+  std::vector<std::size_t> fMetBy;             // where those of a group begin
+  Meeting fLastTrailing;                       // of two trailing groups
+  std::vector<bool> fHasMet;                   // whether a leading group was recorded
+  std::vector<std::uint32_t> fOrderOfMeeting;  // leading groups
+  bool fComplete = false;                      // every element had its place
   bool fArranged = false;
   bool fIsDiagonal = false;  // nothing but diagonal blocks is wanted
   bool fDemoted = false;     // in this assembly
@@ -238,8 +261,8 @@ class BlockSystem final : public NormalSystem {
     std::array<double, kLargestLeading * kLargestLeading> transposedRoot;
   };
   std::array<Working, 2> fWorking;
-  std::vector<Spread> fSpreads;  // two, for the same reason
-  std::size_t fTurn = 0;         // of the two of either
+  std::size_t fTurn = 0;
+  std::unique_ptr<Spread> fSpread;  // working memory
   std::vector<double> fGathered;
   std::vector<double> fReducedRhs;  // then the reduced solution
   std::vector<double> fRhs, fSolution, fDiagonal;

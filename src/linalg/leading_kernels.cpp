@@ -353,24 +353,26 @@ template <std::uint32_t D, bool kRoundUp>
                      });
 }
 
-template <std::uint32_t C, bool kRoundUp>
+template <std::uint32_t C>
 [[gnu::always_inline]] inline void ProductsBody(std::span<const ProductBlock> blocks,
-                                                const double* weighted,
-                                                const double* a,
-                                                std::size_t width) {
-  for (const ProductBlock& block : blocks)
-    InPieces<kRoundUp>(block.columns, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+                                                const ProductRows& rows) {
+  double weights[C];
+  for (std::uint32_t r = 0; r < C; ++r) weights[r] = rows.weights[r];
+  for (const ProductBlock& block : blocks) {
+    const double* left = rows.a + block.firstRow;
+    const double* right = rows.a + block.firstColumn;
+    InPieces<false>(block.columns, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       LanesOf<N> columns[C];
       for (std::uint32_t r = 0; r < C; ++r)
-        columns[r] = Load<N>(a + r * width + block.firstColumn + first);
+        columns[r] = Load<N>(right + r * rows.stride + first) * weights[r];
       for (std::uint32_t p = 0; p < block.rows; ++p) {
         double* to = block.to + p * block.stride + first;
         LanesOf<N> sum = Load<N>(to);
-        for (std::uint32_t r = 0; r < C; ++r)
-          sum += columns[r] * weighted[r * width + block.firstRow + p];
+        for (std::uint32_t r = 0; r < C; ++r) sum += columns[r] * left[r * rows.stride + p];
         Store<K, N>(to, sum);
       }
     });
+  }
 }
 
 // Depths and components that are worth code of their own, and all others.
@@ -383,18 +385,14 @@ template <bool kRoundUp>
     RowsBody<0, kRoundUp>(n, width, matrix, w, y);
 }
 
-template <bool kRoundUp>
 [[gnu::always_inline]] inline void Products(std::span<const ProductBlock> blocks,
-                                            std::uint32_t components,
-                                            const double* weighted,
-                                            const double* a,
-                                            std::size_t width) {
-  if (components == 2)
-    ProductsBody<2, kRoundUp>(blocks, weighted, a, width);
-  else if (components == 1)
-    ProductsBody<1, kRoundUp>(blocks, weighted, a, width);
+                                            const ProductRows& rows) {
+  if (rows.components == 2)
+    ProductsBody<2>(blocks, rows);
+  else if (rows.components == 1)
+    ProductsBody<1>(blocks, rows);
   else
-    ProductsBody<3, kRoundUp>(blocks, weighted, a, width);
+    ProductsBody<3>(blocks, rows);
 }
 
 template <bool kRoundUp>
@@ -458,8 +456,7 @@ template <bool kRoundUp>
 
 struct Kernels {
   void (*rows)(std::uint32_t, std::size_t, const double*, const double*, double*);
-  void (*products)(
-      std::span<const ProductBlock>, std::uint32_t, const double*, const double*, std::size_t);
+  void (*products)(std::span<const ProductBlock>, const ProductRows&);
   void (*shares)(const LeadingBlocks&, const double*, const double*, double*);
   void (*inverse)(const LeadingBlocks&, const double*, const double*, double*);
   void (*half)(const LeadingBlocks&, const double*, const double*, double*);
@@ -469,54 +466,50 @@ struct Kernels {
 
 // All kernels for one instruction set. The compiler uses its registers in functions that name it
 // themselves, so each variant is a set of functions of its own.
-#define CARDO_KERNELS(Name, kRoundUp, target)                                                   \
-  struct Name {                                                                                 \
-    target static void RowsOf(                                                                  \
-        std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) { \
-      Rows<kRoundUp>(n, width, matrix, w, y);                                                   \
-    }                                                                                           \
-    target static void ProductsOf(std::span<const ProductBlock> blocks,                         \
-                                  std::uint32_t components,                                     \
-                                  const double* weighted,                                       \
-                                  const double* a,                                              \
-                                  std::size_t width) {                                          \
-      Products<false>(blocks, components, weighted, a, width);                                  \
-    }                                                                                           \
-    target static void SharesOf(const LeadingBlocks& blocks,                                    \
-                                const double* w,                                                \
-                                const double* y,                                                \
-                                double* reduced) {                                              \
-      Shares<kRoundUp>(blocks, w, y, reduced);                                                  \
-    }                                                                                           \
-    target static void InverseOf(const LeadingBlocks& blocks,                                   \
-                                 const double* y,                                               \
-                                 const double* inverse,                                         \
-                                 double* cross) {                                               \
-      Inverse<kRoundUp>(blocks, y, inverse, cross);                                             \
-    }                                                                                           \
-    target static void HalfOf(const LeadingBlocks& blocks,                                      \
-                              const double* y,                                                  \
-                              const double* inverse,                                            \
-                              double* half) {                                                   \
-      Half<kRoundUp>(blocks, y, inverse, half);                                                 \
-    }                                                                                           \
-    target static void GramOf(std::uint32_t n,                                                  \
-                              std::size_t width,                                                \
-                              const double* half,                                               \
-                              const double* y,                                                  \
-                              const double* block,                                              \
-                              double* own) {                                                    \
-      Gram(n, width, half, y, block, own);                                                      \
-    }                                                                                           \
-    target static void FormsOf(std::span<const FormBlock> blocks,                               \
-                               std::uint32_t components,                                        \
-                               const double* a,                                                 \
-                               std::size_t width,                                               \
-                               double* forms) {                                                 \
-      Forms<kRoundUp>(blocks, components, a, width, forms);                                     \
-    }                                                                                           \
-    static constexpr Kernels kAll = {                                                           \
-        RowsOf, ProductsOf, SharesOf, InverseOf, HalfOf, GramOf, FormsOf};                      \
+#define CARDO_KERNELS(Name, kRoundUp, target)                                                      \
+  struct Name {                                                                                    \
+    target static void RowsOf(                                                                     \
+        std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) {    \
+      Rows<kRoundUp>(n, width, matrix, w, y);                                                      \
+    }                                                                                              \
+    target static void ProductsOf(std::span<const ProductBlock> blocks, const ProductRows& rows) { \
+      Products(blocks, rows);                                                                      \
+    }                                                                                              \
+    target static void SharesOf(const LeadingBlocks& blocks,                                       \
+                                const double* w,                                                   \
+                                const double* y,                                                   \
+                                double* reduced) {                                                 \
+      Shares<kRoundUp>(blocks, w, y, reduced);                                                     \
+    }                                                                                              \
+    target static void InverseOf(const LeadingBlocks& blocks,                                      \
+                                 const double* y,                                                  \
+                                 const double* inverse,                                            \
+                                 double* cross) {                                                  \
+      Inverse<kRoundUp>(blocks, y, inverse, cross);                                                \
+    }                                                                                              \
+    target static void HalfOf(const LeadingBlocks& blocks,                                         \
+                              const double* y,                                                     \
+                              const double* inverse,                                               \
+                              double* half) {                                                      \
+      Half<kRoundUp>(blocks, y, inverse, half);                                                    \
+    }                                                                                              \
+    target static void GramOf(std::uint32_t n,                                                     \
+                              std::size_t width,                                                   \
+                              const double* half,                                                  \
+                              const double* y,                                                     \
+                              const double* block,                                                 \
+                              double* own) {                                                       \
+      Gram(n, width, half, y, block, own);                                                         \
+    }                                                                                              \
+    target static void FormsOf(std::span<const FormBlock> blocks,                                  \
+                               std::uint32_t components,                                           \
+                               const double* a,                                                    \
+                               std::size_t width,                                                  \
+                               double* forms) {                                                    \
+      Forms<kRoundUp>(blocks, components, a, width, forms);                                        \
+    }                                                                                              \
+    static constexpr Kernels kAll = {                                                              \
+        RowsOf, ProductsOf, SharesOf, InverseOf, HalfOf, GramOf, FormsOf};                         \
   }
 
 CARDO_KERNELS(Portable, false, );
@@ -560,12 +553,9 @@ void MultiplyRows(std::uint32_t n,
 }
 
 void AddProducts(std::span<const ProductBlock> blocks,
-                 std::uint32_t components,
-                 const double* weighted,
-                 const double* a,
-                 std::size_t width,
+                 const ProductRows& rows,
                  std::optional<Variant> variant) {
-  Chosen(variant).products(blocks, components, weighted, a, width);
+  Chosen(variant).products(blocks, rows);
 }
 
 void SubtractShares(const LeadingBlocks& blocks,

@@ -90,13 +90,18 @@ struct ProductBlock {
   std::uint32_t columns;
 };
 
-// to(p, q) += sum over the components r of weighted(r, p) a(r, q), for up to three components; both
-// by rows of `width` columns.
+// An observation of up to three components r: rows a(r) of the design matrix, `stride` from row to
+// row, and weights.
+struct ProductRows {
+  std::uint32_t components;
+  const double* a;
+  std::size_t stride;
+  const double* weights;
+};
+
+// to(p, q) += sum over r of weight(r) a(r, p) a(r, q)
 void AddProducts(std::span<const ProductBlock> blocks,
-                 std::uint32_t components,
-                 const double* weighted,
-                 const double* a,
-                 std::size_t width,
+                 const ProductRows& rows,
                  std::optional<dense::Variant> variant = {});
 
 // A block of the cofactors, by rows, for two runs of an observation's columns.

@@ -74,6 +74,19 @@ class NormalSystem {
   virtual void WidenRow(std::uint32_t row, std::uint32_t first) = 0;
   // Stores, and does not add, a writable element at or left of the diagonal.
   virtual void StoreElement(std::uint32_t row, std::uint32_t column, double value) = 0;
+  // Stores, and does not add, a small block at or left of the diagonal, values by rows: its rows
+  // become writable from its first column on. Zeros among the values are elements, too.
+  virtual void StoreBlock(std::uint32_t firstRow,
+                          std::uint32_t rows,
+                          std::uint32_t firstColumn,
+                          std::uint32_t columns,
+                          const double* values) {
+    for (std::uint32_t r = 0; r < rows; ++r) {
+      WidenRow(firstRow + r, firstColumn);
+      for (std::uint32_t c = 0; c < columns; ++c)
+        StoreElement(firstRow + r, firstColumn + c, *values++);
+    }
+  }
   virtual void SetRhs(std::uint32_t row, double value) = 0;
   // Ends an assembly. False when the engine met elements that it had no place for: it has one now,
   // and the assembly must be done again from Reset on.

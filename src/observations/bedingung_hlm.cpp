@@ -5,7 +5,9 @@
 #include "linalg/normal_system.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 
 namespace vermo {
 namespace {
@@ -23,15 +25,18 @@ constexpr double kRowScale = 0.00001;
 
 double ScaleFor(double spread) noexcept { return spread == 0.0 ? kRowScale : kRowScale / spread; }
 
-// Stores an element of row in the column of coordinate k of the point, which must have columns.
-void Store(
-    NormalSystem& system, std::uint32_t row, const DataObko& point, std::uint32_t k, double value) {
-  const auto first = static_cast<std::uint32_t>(point.FirstUnknown());
-  system.WidenRow(row, first);
-  system.StoreElement(row, first + k, value);
+// Stores the elements of the rows from first on in the columns of the point, if it has columns;
+// values by rows.
+template <std::size_t Elements>
+void Store(NormalSystem& system,
+           std::uint32_t first,
+           const DataObko& point,
+           const std::array<double, Elements>& values) {
+  static_assert(Elements % 3 == 0);
+  if (point.FirstUnknown() < 0) return;
+  system.StoreBlock(
+      first, Elements / 3, static_cast<std::uint32_t>(point.FirstUnknown()), 3, values.data());
 }
-
-bool HasColumns(const DataObko& point) noexcept { return point.FirstUnknown() >= 0; }
 
 }  // namespace
 
@@ -51,15 +56,15 @@ Vector BedingungHlm::Centroid() const {
 }
 
 void BedingungHlmTrans::AddConstraintRows(NormalSystem& system) const {
+  constexpr std::array<double, 9> kRows{
+      kRowScale, 0.0, 0.0, 0.0, kRowScale, 0.0, 0.0, 0.0, kRowScale};
   Vector sum{0.0, 0.0, 0.0};
-  ForEachDatumPoint(
-      [&](const DataObko& point) { sum = Add(sum, Subtract(point.Initial(), point.Current())); });
   const std::uint32_t i = FirstRow();
-  for (std::uint32_t k = 0; k < 3; ++k) system.SetRhs(i + k, kRowScale * sum[k]);
   ForEachDatumPoint([&](const DataObko& point) {
-    if (!HasColumns(point)) return;
-    for (std::uint32_t k = 0; k < 3; ++k) Store(system, i + k, point, k, kRowScale);
+    sum = Add(sum, Subtract(point.Initial(), point.Current()));
+    Store(system, i, point, kRows);
   });
+  for (std::uint32_t k = 0; k < 3; ++k) system.SetRhs(i + k, kRowScale * sum[k]);
 }
 
 std::string BedingungHlmTrans::GetDescription() const {
@@ -83,14 +88,7 @@ void BedingungHlmRot::AddConstraintRows(NormalSystem& system) const {
   const std::uint32_t i = FirstRow();
   for (std::uint32_t k = 0; k < 3; ++k) system.SetRhs(i + k, s * v[k]);
   ForEachDatumPoint([&](const DataObko& point) {
-    if (!HasColumns(point)) return;
-    const Vector e = Scale(Subtract(point.Current(), c), s);
-    Store(system, i, point, 1, -e[2]);
-    Store(system, i, point, 2, e[1]);
-    Store(system, i + 1, point, 0, e[2]);
-    Store(system, i + 1, point, 2, -e[0]);
-    Store(system, i + 2, point, 0, -e[1]);
-    Store(system, i + 2, point, 1, e[0]);
+    Store(system, i, point, ostra_bundle::Skew(Scale(Subtract(point.Current(), c), s)));
   });
 }
 
@@ -113,9 +111,8 @@ void BedingungHlmM::AddConstraintRows(NormalSystem& system) const {
   const std::uint32_t i = FirstRow();
   system.SetRhs(i, -s * w);
   ForEachDatumPoint([&](const DataObko& point) {
-    if (!HasColumns(point)) return;
     const Vector e = Scale(Subtract(point.Current(), c), s);
-    for (std::uint32_t k = 0; k < 3; ++k) Store(system, i, point, k, e[k]);
+    Store(system, i, point, std::array{e[0], e[1], e[2]});
   });
 }
 

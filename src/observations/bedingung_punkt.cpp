@@ -5,6 +5,9 @@
 #include "observations/point_node.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
 
 namespace vermo {
 namespace {
@@ -28,24 +31,11 @@ void BedingungPunktGerade::AddConstraintRows(NormalSystem& system) const {
   const std::uint32_t i = FirstRow();
   const std::int32_t a = GetPunkt().FirstUnknown();
   const std::int32_t b = GetObjekt().FirstUnknown();
-  // As unsigned numbers, so that a group without columns does not count.
-  const std::uint32_t first =
-      std::min(static_cast<std::uint32_t>(a), static_cast<std::uint32_t>(b));
-  system.WidenRow(i, first);
-  system.WidenRow(i + 1, first);
-  if (a >= 0) {
-    const auto column = static_cast<std::uint32_t>(a);
-    for (std::uint32_t k = 0; k < 3; ++k) {
-      system.StoreElement(i, column + k, frame[k]);
-      system.StoreElement(i + 1, column + k, frame[3 + k]);
-    }
-  }
+  if (a >= 0) system.StoreBlock(i, 2, static_cast<std::uint32_t>(a), 3, frame.data());
   if (b >= 0) {
     // Shifts, then tilts; a tilt of t turns the line by 2 t.
-    const auto column = static_cast<std::uint32_t>(b);
-    const double rows[2][4] = {{-1.0, 0.0, 0.0, 2.0 * u[2]}, {0.0, -1.0, -2.0 * u[2], 0.0}};
-    for (std::uint32_t r = 0; r < 2; ++r)
-      for (std::uint32_t k = 0; k < 4; ++k) system.StoreElement(i + r, column + k, rows[r][k]);
+    const std::array<double, 8> rows{-1.0, 0.0, 0.0, 2.0 * u[2], 0.0, -1.0, -2.0 * u[2], 0.0};
+    system.StoreBlock(i, 2, static_cast<std::uint32_t>(b), 4, rows.data());
   }
   system.SetRhs(i, -u[0]);
   system.SetRhs(i + 1, -u[1]);
@@ -83,15 +73,12 @@ void ConstraintPointOnPlane::AddConstraintRows(NormalSystem& system) const {
                plane.Normal()[0] * jacobian.elements[0][c] +
                    plane.Normal()[1] * jacobian.elements[1][c] +
                    plane.Normal()[2] * jacobian.elements[2][c]);
-  const auto byColumn = [](const DesignEntry& x, const DesignEntry& y) {
-    return x.column < y.column;
-  };
   if (row.empty()) return;
-  const auto [smallest, largest] = std::minmax_element(row.begin(), row.end(), byColumn);
-  if (smallest->column == largest->column) return;
+  const auto [smallest, largest] = std::minmax_element(row.Columns(), row.Columns() + row.size());
+  if (*smallest == *largest) return;
 
   const std::uint32_t i = FirstRow();
-  system.WidenRow(i, smallest->column);
+  system.WidenRow(i, *smallest);
   for (const DesignEntry& entry : row) system.StoreElement(i, entry.column, entry.coefficient);
   system.SetRhs(i, -ostra_bundle::Dot(plane.Normal(), offset));
 }

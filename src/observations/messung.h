@@ -70,6 +70,9 @@ class Messung : public LinkedObservation {
   // May leave some out: the engine then learns them from the equations.
   virtual void CollectColumns(GroupColumns& /*columns*/) const {}
 
+  // A hint that it will be evaluated soon: its groups may lie anywhere in memory.
+  virtual void FetchGroups() const {}
+
   // Sum of the redundancy numbers, 0 for an outlier. A component of exactly 1 is left out: that
   // value marks a component that no computation reached.
   [[nodiscard]] virtual double RedundancySum() const = 0;

@@ -190,6 +190,14 @@ void MessungBiko::CollectColumns(GroupColumns& columns) const {
   columns.Add(*fIor);
 }
 
+// Images and cameras are few.
+void MessungBiko::FetchGroups() const {
+  if (fPunkt == nullptr) return;
+  const char* point = reinterpret_cast<const char*>(fPunkt);
+  constexpr std::size_t kLine = 64;
+  for (std::size_t k = 0; k < sizeof *fPunkt; k += kLine) __builtin_prefetch(point + k);
+}
+
 std::string MessungBiko::GetProtocolLine() const {
   ProtocolText line;
   line.Integer(Nummer(), 6).Text(" ").Integer(fBildNummer, 6).Text(" ").Ordinal(Ordinal());

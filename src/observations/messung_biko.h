@@ -29,6 +29,7 @@ class MessungBiko final : public TMessung<2>, public Punkt2S {
   // leave out how the distortion depends on the depth.
   bool ObservationEquations(EquationBlock& equations) override;
   void CollectColumns(GroupColumns& columns) const override;
+  void FetchGroups() const override;
   [[nodiscard]] std::string GetProtocolLine() const override;
   [[nodiscard]] bool IsConnected() const override {
     return fEor != nullptr && fPunkt != nullptr && fIor != nullptr;

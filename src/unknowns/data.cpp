@@ -17,6 +17,14 @@ std::uint32_t Data::CountMessungen(MessungKind kind) const {
   return count;
 }
 
+bool Data::HasMessungen(MessungKind kind, std::uint32_t atLeast) const noexcept {
+  if (atLeast > fMessungen.size()) return false;
+  std::uint32_t missing = atLeast;
+  for (auto messung = fMessungen.begin(); missing != 0 && messung != fMessungen.end(); ++messung)
+    if ((*messung)->Kind() == kind && (*messung)->IsUsed()) --missing;
+  return missing == 0;
+}
+
 std::uint32_t Data::CountMessungDimensions() const {
   std::uint32_t count = 0;
   for (const LinkedObservation* messung : fMessungen) count += messung->UsedCount();

@@ -2,6 +2,7 @@
 
 #include "unknowns/linked_observation.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -41,6 +42,14 @@ class Data {
 
   // Linked observations of exactly this kind that are active and not rejected.
   [[nodiscard]] virtual std::uint32_t CountMessungen(MessungKind kind) const;
+  // Whether they are at least so many; looks no further than it must.
+  [[nodiscard]] bool HasMessungen(MessungKind kind, std::uint32_t atLeast) const noexcept;
+  // Fetches the first linked observations into the cache, for a walk over many groups that soon
+  // counts them.
+  void FetchMessungen() const noexcept {
+    for (std::size_t i = 0; i < fMessungen.size() && i < kFetched; ++i)
+      __builtin_prefetch(fMessungen[i]);
+  }
   // Components of all linked observations that are active and not rejected.
   [[nodiscard]] virtual std::uint32_t CountMessungDimensions() const;
   // Linked observations of exactly this kind that are rejected, active or not.
@@ -109,6 +118,8 @@ class Data {
  private:
   static constexpr std::uint32_t kActive = 1U << 0U;
   static constexpr std::uint32_t kVariable = 1U << 1U;
+  // Most points have no more.
+  static constexpr std::size_t kFetched = 8;
 
   void SetFlag(std::uint32_t flag, bool on) noexcept {
     fDataFlags = on ? (fDataFlags | flag) : (fDataFlags & ~flag);

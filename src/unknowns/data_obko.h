@@ -41,7 +41,11 @@ class DataObko final : public Data {
 
   // Image coordinates on the point that take part now.
   [[nodiscard]] std::uint32_t RayCount() const { return CountMessungen(MessungKind::Biko); }
-  // The same at the last accuracy computation.
+  // Whether they are at least so many.
+  [[nodiscard]] bool HasRays(std::uint32_t atLeast) const noexcept {
+    return HasMessungen(MessungKind::Biko, atLeast);
+  }
+  // Their number at the last accuracy computation.
   [[nodiscard]] std::uint32_t StoredRayCount() const noexcept { return fRayCount; }
 
   // Current coordinates in the object frame.

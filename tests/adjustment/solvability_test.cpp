@@ -4,11 +4,19 @@
 #include "adjustment/scripted_loop.h"
 #include "checks/failure_codes.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
+#include <deque>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <limits>
 #include <memory>
+#include <random>
+#include <utility>
+#include <vector>
 
 namespace vermo::test {
 namespace {
@@ -181,6 +189,175 @@ TEST_F(Solvability, ObservationsOfARemovedGroupAreOutInTheNextPass) {
   EXPECT_EQ(adjustment.RunCode(), 0);
   EXPECT_FALSE(lost.IsActive());
   EXPECT_EQ(adjustment.Statistics().fBeobachtungen, 1U);
+}
+
+// |det|^(1/3) of a block by rows after its rows were made unit vectors, the determinant by
+// Gram-Schmidt with the longest row first.
+double PlainSolvability(std::array<double, 9> block) {
+  const auto dot = [&block](std::size_t a, std::size_t b) {
+    double sum = 0.0;
+    for (std::size_t i = 0; i < 3; ++i) sum += block[3 * a + i] * block[3 * b + i];
+    return sum;
+  };
+  for (std::size_t r = 0; r < 3; ++r) {
+    const double norm = std::sqrt(dot(r, r));
+    if (norm == 0.0) return 0.0;
+    for (std::size_t i = 0; i < 3; ++i) block[3 * r + i] /= norm;
+  }
+  double det = 1.0;
+  for (std::size_t k = 0; k < 3; ++k) {
+    double norm = std::sqrt(dot(k, k));
+    for (std::size_t j = k + 1; j < 3; ++j) {
+      const double candidate = std::sqrt(dot(j, j));
+      if (!(candidate > norm)) continue;
+      norm = candidate;
+      for (std::size_t i = 0; i < 3; ++i) std::swap(block[3 * k + i], block[3 * j + i]);
+    }
+    if (norm < 1e-15) return 0.0;
+    det *= norm;
+    for (std::size_t j = k + 1; j < 3; ++j) {
+      const double factor = dot(k, j) / (norm * norm);
+      for (std::size_t i = 0; i < 3; ++i) block[3 * j + i] -= factor * block[3 * k + i];
+    }
+  }
+  return std::pow(det, 1.0 / 3);
+}
+
+// Groups of three unknowns with drawn blocks: random ones, such of the form of two or three rays
+// under small angles, ones about the threshold, singular ones, copies, others of extreme size and
+// ones that are no numbers.
+class ThreeUnknownsTest : public testing::Test {
+ protected:
+  using Block = std::array<double, 9>;
+
+  double Uniform(double from, double to) {
+    return std::uniform_real_distribution<double>(from, to)(fDraw);
+  }
+
+  // The sum of the squares of three rows, times a scale. The rows differ by so much.
+  Block Sum(double spread, double scale) {
+    std::array<double, 3> common{};
+    for (double& x : common) x = Uniform(-1.0, 1.0);
+    Block block{};
+    for (int row = 0; row < 3; ++row) {
+      std::array<double, 3> a = common;
+      for (double& x : a) x += spread * Uniform(-1.0, 1.0);
+      for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t j = 0; j < 3; ++j) block[3 * i + j] += scale * a[i] * a[j];
+    }
+    return block;
+  }
+
+  Block Drawn(int kind) {
+    switch (kind) {
+      case 0:
+        return Sum(1.0, 1.0);
+      case 1:
+        return Sum(std::pow(10.0, Uniform(-5.0, 0.0)), std::pow(10.0, Uniform(-9.0, 9.0)));
+      case 2: {
+        // Two unknowns on one another: determinant (1 - c^2) / (1 + c^2), close to 1e-12.
+        const double d = 1e-12 * Uniform(0.999, 1.001);
+        const double c = std::sqrt((1.0 - d) / (1.0 + d));
+        return {1.0, c, 0.0, c, 1.0, 0.0, 0.0, 0.0, 1.0};
+      }
+      case 3:
+        return {1.0, 2.0, 3.0, 2.0, 4.0, 6.0, 3.0, 6.0, Uniform(8.9999, 9.0001)};
+      case 4:
+        return Sum(1.0, std::pow(10.0, Uniform(-300.0, 300.0)));
+      case 5: {
+        // Unknowns of very different size.
+        Block block = Sum(0.1, 1.0);
+        const double size[] = {1.0, std::pow(10.0, Uniform(-70.0, 70.0)), 1e-5};
+        for (std::size_t i = 0; i < 9; ++i) block[i] *= size[i / 3] * size[i % 3];
+        return block;
+      }
+      case 6:
+        return Block{};
+      case 8: {
+        // The squares of short rows are 0, with them the block is singular.
+        Block block{};
+        for (std::size_t i = 0; i < 9; i += 4) block[i] = std::pow(10.0, Uniform(-250.0, 150.0));
+        return block;
+      }
+      case 7: {
+        Block block = Sum(1.0, 1.0);
+        const std::size_t k = 4 * std::size_t(Uniform(0.0, 2.999));
+        block[k] = Uniform(0.0, 1.0) < 0.5 ? std::numeric_limits<double>::quiet_NaN()
+                                           : std::numeric_limits<double>::infinity();
+        return block;
+      }
+      default: {
+        // A tie with an earlier one; a power of two changes nothing.
+        Block block = fBlocks[std::size_t(Uniform(0.0, double(fBlocks.size()) - 0.001))];
+        const double scale = std::ldexp(1.0, int(Uniform(-3.0, 4.0)));
+        for (double& x : block) x *= scale;
+        return block;
+      }
+    }
+  }
+
+  // The elements of the groups that are left, in the order of their columns.
+  void Answer() {
+    system->element = [this](std::uint32_t row, std::uint32_t column) {
+      if (row / 3 != column / 3) return 0.0;
+      if (fPass != system->resets.size()) {
+        fPass = system->resets.size();
+        fLeft.clear();
+        for (std::size_t g = 0; g < fBlocks.size(); ++g)
+          if (groups[g].IsActive()) fLeft.push_back(g);
+      }
+      return fBlocks[fLeft[row / 3]][3 * (row % 3) + column % 3];
+    };
+  }
+
+  std::mt19937_64 fDraw{20240611};
+  std::vector<Block> fBlocks;
+  std::deque<LinearGroup> groups;
+  LinearMessung messung{{}, 0.0};
+  FakeNormalSystem* system = new FakeNormalSystem;
+  TestAdjustment adjustment{std::unique_ptr<NormalSystem>(system)};
+
+ private:
+  std::vector<std::size_t> fLeft;
+  std::size_t fPass = 0;
+};
+
+using SolvabilityOfThree = ThreeUnknownsTest;
+
+TEST_F(SolvabilityOfThree, GroupsGoInTheOrderOfThePlainFormula) {
+  constexpr double kThreshold = 0.0001;
+  std::vector<std::pair<double, Data*>> expected;
+  for (int i = 0; i < 1200; ++i) {
+    fBlocks.push_back(Drawn(i % 10));
+    LinearGroup& group = groups.emplace_back(std::vector<double>(3, 0.0));
+    adjustment.groups.push_back(&group);
+    // As the engine answers: of two elements that mirror each other the larger one.
+    Block& block = fBlocks.back();
+    for (std::size_t r = 0; r < 3; ++r)
+      for (std::size_t c = 0; c < r; ++c) {
+        double& lower = block[3 * r + c];
+        double& upper = block[3 * c + r];
+        lower = upper = std::fabs(upper) > std::fabs(lower) ? upper : lower;
+      }
+    const double v = PlainSolvability(block);
+    if (v < kThreshold) expected.emplace_back(v, &group);
+  }
+  std::ranges::stable_sort(expected, {}, [](const auto& entry) { return entry.first; });
+  // Without ties and blocks on both sides of the threshold nothing would be shown.
+  EXPECT_GT(expected.size(), 200U);
+  EXPECT_LT(expected.size(), 1000U);
+  EXPECT_NE(std::ranges::adjacent_find(
+                expected,
+                [](const auto& a, const auto& b) { return a.first == b.first && a.first > 0.0; }),
+            expected.end());
+
+  Answer();
+  adjustment.messungen = {&messung};
+  adjustment.Settings().fMaxIterations = 1;
+  EXPECT_EQ(adjustment.RunCode(), 0);
+  ASSERT_EQ(adjustment.disabled.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    ASSERT_THAT(adjustment.disabled[i], ElementsAre(expected[i].second)) << i;
 }
 
 // A removed group changes the set of used elements: with the outlier test on the run goes through

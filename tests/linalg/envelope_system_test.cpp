@@ -97,6 +97,28 @@ TEST(EnvelopeSystem, EmptySystemSolves) {
   EXPECT_EQ(system.DiagonalCofactors().size(), 0U);
 }
 
+// As any engine without a way of its own.
+TEST(NormalSystem, StoredBlockIsItsElementsInWidenedRows) {
+  EnvelopeSystem block;
+  EnvelopeSystem single;
+  for (EnvelopeSystem* system : {&block, &single}) {
+    system->Reset(5, 2);
+    for (std::uint32_t c = 0; c < 5; ++c) system->AddEquation(Row({{c, 1.0}}), 2.0, 1.0);
+    system->WidenRow(5, 3);
+    system->StoreElement(5, 3, 9.0);
+  }
+  const double values[] = {1.5, 0.0, -2.0, 0.25, 3.0, -0.0};
+  block.StoreBlock(5, 2, 1, 3, values);
+  for (std::uint32_t r = 0; r < 2; ++r) {
+    single.WidenRow(5 + r, 1);
+    for (std::uint32_t c = 0; c < 3; ++c) single.StoreElement(5 + r, 1 + c, values[3 * r + c]);
+  }
+  EXPECT_EQ(block.Element(5, 3), -2.0);
+  EXPECT_EQ(block.Element(6, 2), 3.0);
+  for (std::uint32_t r = 0; r < 7; ++r)
+    for (std::uint32_t c = 0; c <= r; ++c) EXPECT_EQ(block.Element(r, c), single.Element(r, c));
+}
+
 TEST(EnvelopeSystem, ConstraintElementsAreStoredAndSolved) {
   // Minimise (x - 1)^2 + (y - 4)^2 with x + y = 3: x = 0, y = 3, multiplier k with x - 1 = -k.
   EnvelopeSystem system;

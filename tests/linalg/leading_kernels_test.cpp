@@ -291,7 +291,8 @@ TEST(LeadingKernels, ProductsOfAnObservationGoToTheirBlocksOnly) {
     for (int repeat = 0; repeat < 60; ++repeat) {
       const std::size_t width = 1 + draw.Below(60);
       const std::vector<double> a = draw.Block(components * width);
-      const std::vector<double> weighted = draw.Block(components * width);
+      const std::vector<double> weights = draw.Block(components);
+      const ProductRows rows{components, a.data(), width, weights.data()};
       struct Target {
         std::size_t offset;
         ProductBlock block;
@@ -317,8 +318,9 @@ TEST(LeadingKernels, ProductsOfAnObservationGoToTheirBlocksOnly) {
         for (std::uint32_t p = 0; p < block.rows; ++p)
           for (std::uint32_t q = 0; q < block.columns; ++q)
             for (std::uint32_t r = 0; r < components; ++r)
-              expected[offset + p * block.stride + q] +=
-                  weighted[r * width + block.firstRow + p] * a[r * width + block.firstColumn + q];
+              expected[offset + p * block.stride + q] += weights[r] *
+                                                         a[r * width + block.firstRow + p] *
+                                                         a[r * width + block.firstColumn + q];
       const auto blocksAt = [&](double* to) {
         std::vector<ProductBlock> blocks;
         for (const auto& [offset, block] : targets) {
@@ -328,10 +330,10 @@ TEST(LeadingKernels, ProductsOfAnObservationGoToTheirBlocksOnly) {
         return blocks;
       };
       ExpectAlike(before, expected, "AddProducts", [&](Variant variant, double* to) {
-        AddProducts(blocksAt(to), components, weighted.data(), a.data(), width, variant);
+        AddProducts(blocksAt(to), rows, variant);
       });
       std::vector<double> best = before;
-      AddProducts(blocksAt(best.data()), components, weighted.data(), a.data(), width);
+      AddProducts(blocksAt(best.data()), rows);
       ExpectNear(best, expected, "AddProducts");
     }
 }

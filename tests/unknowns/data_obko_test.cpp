@@ -97,8 +97,12 @@ TEST(DataObko, RaysAreImageCoordinatesThatTakePart) {
   FakeObservation distance(MessungKind::Strecke, 1);
   for (FakeObservation* observation : {&first, &second, &distance}) point.AddMessung(observation);
   EXPECT_EQ(point.RayCount(), 2U);
+  EXPECT_TRUE(point.HasRays(2));
+  EXPECT_FALSE(point.HasRays(3));
   second.SetAusreisser();
   EXPECT_EQ(point.RayCount(), 1U);
+  EXPECT_TRUE(point.HasRays(1));
+  EXPECT_FALSE(point.HasRays(2));
 
   point.AssignUnknowns(0);
   EXPECT_EQ(point.StoredRayCount(), 0U);

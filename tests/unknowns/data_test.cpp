@@ -189,6 +189,14 @@ TEST_F(DataCounting, MessungenAreThoseOfOneKindThatAreActiveAndNotRejected) {
   EXPECT_EQ(fGroup.CountMessungen(MessungKind::Linko), 0U);
 }
 
+TEST_F(DataCounting, AskedForANumberOfMessungenItTellsWhetherTheyAreThatMany) {
+  for (const MessungKind kind :
+       {MessungKind::Biko, MessungKind::Obko, MessungKind::Strecke, MessungKind::Linko})
+    for (const std::uint32_t atLeast : {0U, 1U, 2U, 3U, 7U, 8U, 0xFFFFFFFFU})
+      EXPECT_EQ(fGroup.HasMessungen(kind, atLeast), fGroup.CountMessungen(kind) >= atLeast)
+          << atLeast;
+}
+
 TEST_F(DataCounting, MessungDimensionsRunOverAllKinds) {
   EXPECT_EQ(fGroup.CountMessungDimensions(), 2U + 2U + 3U);
 }
