@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
-#include <stdexcept>
 
 namespace vermo {
 namespace {
@@ -497,7 +496,7 @@ void BlockSystem::Demote(std::uint32_t group) {
 
 bool BlockSystem::Seal() {
   if (fIsDiagonal) return true;
-  if (fComplete) return Eliminate();
+  if (fComplete) return InvertLeading();
   // After a demotion the links of this assembly are not all known.
   if (!fDemoted) {
     SortMeetings();
@@ -600,9 +599,10 @@ void BlockSystem::ArrangeBlocks() {
   fValues.assign(values + kReadBeyond, 0.0);
   for (Working& working : fWorking) working.rows.assign(widest + kReadBeyond, 0.0);
   fGathered.assign(widest, 0.0);
+  fInverses.assign(diagonals, 0.0);
   fOwnCofactors.assign(diagonals, 0.0);
-  // Written whole before it is read.
-  fScaled = std::make_unique_for_overwrite<double[]>(values + kReadBeyond);
+  fCross.reset();
+  fCouplings = values - diagonals;
 }
 
 void BlockSystem::ArrangePairs() {
@@ -657,9 +657,23 @@ void BlockSystem::ArrangePairs() {
   }
 }
 
-// Every leading group is taken once while its blocks are at hand: P^-1, its share of the reduced
-// system and of the right-hand side there, Y.
-bool BlockSystem::Eliminate() {
+bool BlockSystem::InvertLeading() {
+  bool allInverted = true;
+  for (const std::uint32_t g : fLeading) {
+    const Group& group = fGroups[g];
+    double root[kLargestLeading * kLargestLeading];
+    if (InvertPositive(
+            fValues.data() + group.diagonal, group.size, fInverses.data() + group.diagonal, root))
+      continue;
+    allInverted = false;
+    Demote(g);
+  }
+  return allInverted;
+}
+
+// Every leading group is taken once while its blocks are at hand: its share of the reduced system
+// and of the right-hand side there, and Y in the place of W.
+void BlockSystem::Eliminate() {
   fReduced.Clear();
   FillReduced();
   fReducedRhs.assign(fReduced.Unknowns(), 0.0);
@@ -667,33 +681,27 @@ bool BlockSystem::Eliminate() {
     std::copy_n(fRhs.begin() + fGroups[g].start,
                 fGroups[g].size,
                 fReducedRhs.begin() + fReduced.Start(fGroups[g].trailing));
-  fIsEliminated = true;
   const Group* before = nullptr;
-  const auto finishBefore = [&] {
-    if (before != nullptr && fIsEliminated) ReduceLeading(*before);
-  };
   for (const std::uint32_t g : fLeading) {
     const Group& group = fGroups[g];
+    const double* own = fValues.data() + group.diagonal;
+    double* w = fValues.data() + group.coupling;
+    // W = P Y
+    if (fIsEliminated) MultiplyRows(group.size, group.width, own, w, w);
     Working& working = fWorking[fTurn];
     double root[kLargestLeading * kLargestLeading];
-    if (!InvertPositive(
-            fValues.data() + group.diagonal, group.size, fScaled.get() + group.diagonal, root)) {
-      fIsEliminated = false;
-      Demote(g);
-    }
-    if (!fIsEliminated) continue;
+    InvertPositive(own, group.size, fInverses.data() + group.diagonal, root);
     for (std::size_t i = 0; i < group.size; ++i)
       for (std::size_t j = 0; j < group.size; ++j)
         working.transposedRoot[i * group.size + j] = root[j * group.size + i];
-    MultiplyRows(
-        group.size, group.width, root, fValues.data() + group.coupling, working.rows.data());
+    MultiplyRows(group.size, group.width, root, w, working.rows.data());
     fTurn = 1 - fTurn;
-    finishBefore();
+    if (before != nullptr) ReduceLeading(*before);
     before = &group;
   }
   fTurn = 1 - fTurn;
-  finishBefore();
-  return fIsEliminated;
+  if (before != nullptr) ReduceLeading(*before);
+  fIsEliminated = true;
 }
 
 // With the root M of P^-1 and V = M W: V^T V leaves the reduced system, Y = M^T V. Taking the share
@@ -703,7 +711,7 @@ void BlockSystem::ReduceLeading(const Group& group) {
   const double* v = working.rows.data();
   SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
   MultiplyRows(
-      group.size, group.width, working.transposedRoot.data(), v, fScaled.get() + group.coupling);
+      group.size, group.width, working.transposedRoot.data(), v, fValues.data() + group.coupling);
   GatherInto(group, fRhs.data() + group.start, fGathered.data(), fReducedRhs);
 }
 
@@ -727,17 +735,15 @@ void BlockSystem::DiagonalBlock(std::uint32_t first, std::uint32_t size, double*
 }
 
 void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
-  if (fHasCross) throw std::logic_error("the assembled system is used up");
-  if (!fIsEliminated) Eliminate();
   for (;;) {
-    fIsEliminated = false;
+    Eliminate();
     const std::uint32_t failed = fReduced.Factorize();
     if (failed == ReducedSystem::kNoBlock) break;
     fForcedRoot[fTrailing[failed]] = true;
     ArrangeReduced();
     ArrangePairs();
-    Eliminate();
   }
+  fHasCross = false;
   fReduced.Solve(fReducedRhs);
   fReduced.Invert();
   const std::span<const double> inverse = fReduced.Inverse();
@@ -759,7 +765,7 @@ void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
                  fGathered.data(),
                  fSolution.data() + group.start);
     MultiplyByHalfInverse(BlocksOf(group),
-                          fScaled.get() + group.coupling,
+                          fValues.data() + group.coupling,
                           fReduced.Inverse().data(),
                           fWorking[fTurn].rows.data());
     fTurn = 1 - fTurn;
@@ -775,8 +781,8 @@ void BlockSystem::CofactorsOf(const Group& group) {
   SubtractBothProducts(group.size,
                        group.width,
                        fWorking[fTurn].rows.data(),
-                       fScaled.get() + group.coupling,
-                       fScaled.get() + group.diagonal,
+                       fValues.data() + group.coupling,
+                       fInverses.data() + group.diagonal,
                        fOwnCofactors.data() + group.diagonal);
   TakeDiagonal(group);
 }
@@ -786,20 +792,23 @@ void BlockSystem::TakeDiagonal(const Group& group) {
   for (std::size_t i = 0; i < group.size; ++i) fDiagonal[group.start + i] = own[i * group.size + i];
 }
 
-// Q_ir = -Y Q_rr in the place of W, and Q_ii from it: forms of both, in which much cancels, keep
+// Q_ir = -Y Q_rr, and Q_ii from it: forms of both, in which much cancels, keep
 // more digits so.
 void BlockSystem::InvertCofactors() {
   if (fHasCross) return;
+  // Written whole before it is read.
+  if (fCross == nullptr)
+    fCross = std::make_unique_for_overwrite<double[]>(fCouplings + kReadBeyond);
   for (const std::uint32_t g : fLeading) {
     const Group& group = fGroups[g];
-    const double* y = fScaled.get() + group.coupling;
-    double* cross = fValues.data() + group.coupling;
+    const double* y = fValues.data() + group.coupling;
+    double* cross = fCross.get() + (group.coupling - fInverses.size());
     double* own = fOwnCofactors.data() + group.diagonal;
     MultiplyByInverse(BlocksOf(group), y, fReduced.Inverse().data(), cross);
     const std::size_t elements = std::size_t{group.size} * group.width;
     double* half = fWorking[0].rows.data();
     for (std::size_t k = 0; k < elements; ++k) half[k] = 0.5 * cross[k];
-    SubtractBothProducts(group.size, group.width, half, y, fScaled.get() + group.diagonal, own);
+    SubtractBothProducts(group.size, group.width, half, y, fInverses.data() + group.diagonal, own);
     TakeDiagonal(group);
   }
   fHasCross = true;
@@ -844,7 +853,7 @@ void BlockSystem::GatherInto(const Group& group,
                              std::span<double> reduced) const {
   std::fill_n(gathered, group.width, 0.0);
   for (std::uint32_t i = 0; i < group.size; ++i) {
-    const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
+    const double* y = fValues.data() + group.coupling + i * std::size_t{group.width};
     for (std::uint32_t c = 0; c < group.width; ++c) gathered[c] += y[c] * rhs[i];
   }
   const double* from = gathered;
@@ -864,10 +873,10 @@ void BlockSystem::SolveLeading(const Group& group,
   for (const Link& link : LinksOf(group))
     to = std::copy_n(reduced.data() + fReduced.Start(fGroups[link.group].trailing), link.size, to);
   double result[kLargestLeading] = {};
-  const double* inverse = fScaled.get() + group.diagonal;
+  const double* inverse = fInverses.data() + group.diagonal;
   for (std::size_t i = 0; i < group.size; ++i) {
     for (std::size_t k = 0; k < group.size; ++k) result[i] += inverse[i * group.size + k] * rhs[k];
-    const double* y = fScaled.get() + group.coupling + i * std::size_t{group.width};
+    const double* y = fValues.data() + group.coupling + i * std::size_t{group.width};
     for (std::uint32_t c = 0; c < group.width; ++c) result[i] -= y[c] * gathered[c];
   }
   std::copy_n(result, group.size, x);
@@ -885,7 +894,7 @@ std::optional<BlockSystem::View> BlockSystem::ViewOf(std::uint32_t a, std::uint3
   if (!fHasCross || (ga.leads && gb.leads)) return {};
   const Link* link = ga.leads ? FindLink(a, b) : FindLink(b, a);
   if (link == nullptr) return {};
-  const double* from = fValues.data() + link->offset;
+  const double* from = fCross.get() + (link->offset - fInverses.size());
   return ga.leads ? View{from, link->stride, 1} : View{from, 1, link->stride};
 }
 

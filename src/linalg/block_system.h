@@ -57,10 +57,7 @@ class BlockSystem final : public NormalSystem {
                   std::uint32_t columns,
                   const double* values) override;
   // Also behind Seal, for another right-hand side of the same system.
-  void SetRhs(std::uint32_t row, double value) override {
-    fRhs[row] = value;
-    fIsEliminated = false;
-  }
+  void SetRhs(std::uint32_t row, double value) override { fRhs[row] = value; }
   bool Seal() override;
   [[nodiscard]] double Element(std::uint32_t row, std::uint32_t column) const override;
   void DiagonalBlock(std::uint32_t first, std::uint32_t size, double* block) const override;
@@ -69,7 +66,6 @@ class BlockSystem final : public NormalSystem {
   [[nodiscard]] std::span<const double> Rhs() const override { return fRhs; }
   [[nodiscard]] std::span<const double> Solution() const override { return fSolution; }
   [[nodiscard]] std::span<const double> DiagonalCofactors() override { return fDiagonal; }
-  // Uses the assembled system up: only Reset may follow, and readers.
   void InvertCofactors() override;
   // Any element; one beside the blocks costs a solution.
   [[nodiscard]] double Cofactor(std::uint32_t row, std::uint32_t column) const override;
@@ -163,8 +159,9 @@ class BlockSystem final : public NormalSystem {
   void ArrangeBlocks();
   void ArrangeReduced();
   void ArrangePairs();
-  // False when the block of a leading group is singular: it trails from now on.
-  bool Eliminate();
+  // False when blocks of leading groups are singular: these groups trail from now on.
+  bool InvertLeading();
+  void Eliminate();
   void Demote(std::uint32_t group);
   // The second half of an elimination; Eliminate has prepared the first.
   void ReduceLeading(const Group& group);
@@ -249,11 +246,13 @@ class BlockSystem final : public NormalSystem {
   ReducedSystem fReduced;
   std::vector<Plan> fPlans;  // of the observations, in the order of an assembly
   std::size_t fNextPlan = 0;
-  std::vector<double> fValues;        // diagonal blocks, W, couplings as assembled
-  std::unique_ptr<double[]> fScaled;  // at the places of fValues: P^-1 and Y
-  std::vector<double> fOwnCofactors;  // Q_ii at the places of the diagonal blocks
-  bool fIsEliminated = false;         // fScaled and the reduced system are those of fValues
-  bool fHasCross = false;             // Q_ir has taken the place of W
+  std::vector<double> fValues;        // diagonal blocks, W or Y, couplings
+  std::size_t fCouplings = 0;         // elements of W and couplings
+  std::vector<double> fInverses;      // P^-1 at the places of the diagonal blocks
+  std::vector<double> fOwnCofactors;  // Q_ii likewise
+  std::unique_ptr<double[]> fCross;   // Q_ir as W stands behind the diagonal blocks
+  bool fIsEliminated = false;         // Y has taken the place of W
+  bool fHasCross = false;             // fCross is that of the solution
   // Of one leading group, as wide as the widest; two of them, so that what one group's code wrote
   // piece by piece is read only after the next one's.
   struct Working {

@@ -40,21 +40,31 @@ template <Size W, Size R, Size N>
     for (Size r = 0; r < R; ++r) *reinterpret_cast<V*>(c + j * ldc + r * W) = sum[r][j];
 }
 
-[[gnu::always_inline]] inline void Remainder(double* c,
-                                             Size ldc,
-                                             const double* a,
-                                             Size lda,
-                                             const double* b,
-                                             Size ldb,
-                                             Size m,
-                                             Size n,
-                                             Size k) {
-  for (Size j = 0; j < n; ++j)
-    for (Size i = 0; i < m; ++i) {
-      double sum = c[i + j * ldc];
-      for (Size p = 0; p < k; ++p) sum -= a[i + p * lda] * b[j + p * ldb];
-      c[i + j * ldc] = sum;
+// What is left of m rows below whole vectors of W: vectors of half the width, down to single rows.
+template <Size W, Size N>
+[[gnu::always_inline]] inline void RowsLeft(
+    double* c, Size ldc, const double* a, Size lda, const double* b, Size ldb, Size m, Size k) {
+  if constexpr (W >= 1) {
+    if (m >= W) {
+      Tile<W, 1, N>(c, ldc, a, lda, b, ldb, k);
+      c += W;
+      a += W;
+      m -= W;
     }
+    RowsLeft<W / 2, N>(c, ldc, a, lda, b, ldb, m, k);
+  }
+}
+
+// N columns.
+template <Size W, Size R, Size N>
+[[gnu::always_inline]] inline void Columns(
+    double* c, Size ldc, const double* a, Size lda, const double* b, Size ldb, Size m, Size k) {
+  constexpr Size kRows = W * R;
+  Size i = 0;
+  for (; i + kRows <= m; i += kRows) Tile<W, R, N>(c + i, ldc, a + i, lda, b, ldb, k);
+  if constexpr (R > 1)
+    for (; i + W <= m; i += W) Tile<W, 1, N>(c + i, ldc, a + i, lda, b, ldb, k);
+  RowsLeft<W / 2, N>(c + i, ldc, a + i, lda, b, ldb, m - i, k);
 }
 
 template <Size W, Size R, Size N>
@@ -67,21 +77,10 @@ template <Size W, Size R, Size N>
                                            Size m,
                                            Size n,
                                            Size k) {
-  constexpr Size kRows = W * R;
   Size j = 0;
-  for (; j + N <= n; j += N) {
-    double* column = c + j * ldc;
-    Size i = 0;
-    for (; i + kRows <= m; i += kRows) Tile<W, R, N>(column + i, ldc, a + i, lda, b + j, ldb, k);
-    for (; i + W <= m; i += W) Tile<W, 1, N>(column + i, ldc, a + i, lda, b + j, ldb, k);
-    if (i < m) Remainder(column + i, ldc, a + i, lda, b + j, ldb, m - i, N, k);
-  }
-  for (; j < n; ++j) {
-    double* column = c + j * ldc;
-    Size i = 0;
-    for (; i + W <= m; i += W) Tile<W, 1, 1>(column + i, ldc, a + i, lda, b + j, ldb, k);
-    if (i < m) Remainder(column + i, ldc, a + i, lda, b + j, ldb, m - i, 1, k);
-  }
+  for (; j + N <= n; j += N) Columns<W, R, N>(c + j * ldc, ldc, a, lda, b + j, ldb, m, k);
+  for (; j + 2 <= n; j += 2) Columns<W, R, 2>(c + j * ldc, ldc, a, lda, b + j, ldb, m, k);
+  if (j < n) Columns<W, R, 1>(c + j * ldc, ldc, a, lda, b + j, ldb, m, k);
 }
 
 #define CARDO_PRODUCT_ARGUMENTS \
@@ -90,10 +89,10 @@ template <Size W, Size R, Size N>
 void ProductPortable(CARDO_PRODUCT_ARGUMENTS) { Product<2, 2, 4>(c, ldc, a, lda, b, ldb, m, n, k); }
 
 #if defined(__x86_64__)
-[[gnu::target("avx2")]] void ProductAvx2(CARDO_PRODUCT_ARGUMENTS) {
+[[gnu::target("avx2,fma")]] void ProductAvx2(CARDO_PRODUCT_ARGUMENTS) {
   Product<4, 2, 4>(c, ldc, a, lda, b, ldb, m, n, k);
 }
-[[gnu::target("avx512f")]] void ProductAvx512(CARDO_PRODUCT_ARGUMENTS) {
+[[gnu::target("avx512f,fma")]] void ProductAvx512(CARDO_PRODUCT_ARGUMENTS) {
   Product<8, 2, 6>(c, ldc, a, lda, b, ldb, m, n, k);
 }
 #endif
@@ -140,8 +139,10 @@ Size CholeskyUnblocked(double* a, Size lda, Size n, const double* limits) {
 
 bool IsAvailable(Variant variant) noexcept {
 #if defined(__x86_64__)
-  if (variant == Variant::Avx512) return __builtin_cpu_supports("avx512f") != 0;
-  if (variant == Variant::Avx2) return __builtin_cpu_supports("avx2") != 0;
+  if (variant == Variant::Avx512)
+    return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("fma") != 0;
+  if (variant == Variant::Avx2)
+    return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
 #endif
   return variant == Variant::Portable;
 }

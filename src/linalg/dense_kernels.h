@@ -7,8 +7,9 @@ namespace vermo {
 
 // Kernels on dense column-major blocks: element (i, j) of a block with leading dimension ld stands
 // at block[i + j ld]. The widest vector code that the machine offers is chosen at run time. Vectors
-// run across independent elements and every element is summed in the order of k, without fused
-// multiply-add, so that all variants give the same bits.
+// run across independent elements and every element is summed in the order of k. The portable
+// variant rounds products and sums, the others fuse them and round once: each is deterministic, and
+// they differ by rounding only.
 namespace dense {
 
 using Size = std::size_t;

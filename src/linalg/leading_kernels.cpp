@@ -514,8 +514,8 @@ struct Kernels {
 
 CARDO_KERNELS(Portable, false, );
 #if defined(__x86_64__)
-CARDO_KERNELS(Avx2, false, [[gnu::target("avx2")]]);
-CARDO_KERNELS(Avx512, true, [[gnu::target("avx512f")]]);
+CARDO_KERNELS(Avx2, false, [[gnu::target("avx2,fma")]]);
+CARDO_KERNELS(Avx512, true, [[gnu::target("avx512f,fma")]]);
 #endif
 #undef CARDO_KERNELS
 

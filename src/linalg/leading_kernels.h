@@ -10,7 +10,8 @@
 namespace vermo {
 
 // What the engine on blocks does for every observation and for every leading group, in the widest
-// vector code of the machine; all variants give the same bits.
+// vector code of the machine. Variants differ by rounding only: those with vectors fuse products
+// and sums.
 
 // What one leading group does to the reduced system and takes from it. The group has n unknowns (at
 // most 6) and links to trailing groups; W, Y and Q_ir are blocks of n rows by `width` columns, by

@@ -91,7 +91,7 @@ class NormalSystem {
   // Ends an assembly. False when the engine met elements that it had no place for: it has one now,
   // and the assembly must be done again from Reset on.
   [[nodiscard]] virtual bool Seal() { return true; }
-  // Element of the assembled system as it is stored, 0 where nothing is.
+  // Element of the assembled system as it is stored, 0 where nothing is; until FactorizeAndSolve.
   [[nodiscard]] virtual double Element(std::uint32_t row, std::uint32_t column) const = 0;
 
   // The square block of the assembled system on the diagonal from row first on, by rows. Of two
