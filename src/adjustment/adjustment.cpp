@@ -197,7 +197,9 @@ void Adjustment::ComputeAccuracy(double s0) {
     fDaten[i]->StoreAccuracy(*fSystem, s0);
   }
   double sum = 0.0;
-  for (const MessungEntry& entry : fMessungen) {
+  for (std::size_t k = 0; k < fMessungen.size(); ++k) {
+    FetchGroupsAhead(k);
+    const MessungEntry& entry = fMessungen[k];
     entry.messung->ComputeRedundancy(*fSystem, fEquations);
     if (!entry.messung->IsUsed()) continue;
     for (const MessungWert& wert : std::as_const(*entry.messung).CollectComponents())

@@ -34,7 +34,7 @@ std::uint32_t Adjustment::BuildNormalEquations() {
     if (fSystem->TakesReservations()) ReserveRows();
     components = 0;
     for (std::size_t k = 0; k < fMessungen.size(); ++k) {
-      if (k + kAhead < fMessungen.size()) fMessungen[k + kAhead].messung->FetchGroups();
+      FetchGroupsAhead(k);
       const MessungEntry& entry = fMessungen[k];
       if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
       if (!entry.messung->IsConnected()) continue;
@@ -64,13 +64,19 @@ void Adjustment::SetLayout(std::uint32_t size) {
   fSystem->SetLayout(fLayout);
 }
 
+void Adjustment::FetchGroupsAhead(std::size_t k) const {
+  if (k + kAhead < fMessungen.size()) fMessungen[k + kAhead].messung->FetchGroups();
+}
+
 // An engine that wants to know where elements will be learns it from the links, which costs less
 // than an assembly.
 void Adjustment::TellCouplings(std::uint32_t unknowns, std::uint32_t rows) {
   GroupColumns columns;
   while (fSystem->WantsCouplings()) {
     fSystem->Reset(unknowns, rows - unknowns);
-    for (const MessungEntry& entry : fMessungen) {
+    for (std::size_t k = 0; k < fMessungen.size(); ++k) {
+      FetchGroupsAhead(k);
+      const MessungEntry& entry = fMessungen[k];
       if (!entry.messung->IsUsed() || !entry.messung->IsUsable()) continue;
       columns.clear();
       entry.messung->CollectColumns(columns);
