@@ -339,7 +339,7 @@ const BlockSystem::Plan* BlockSystem::NextPlan(const Spread& spread) {
 
 void BlockSystem::FetchBlocks(const Plan& plan) const {
   if (plan.leading == kNone) return;
-  Fetch(fValues.data() + plan.diagonal, plan.size * plan.size);
+  Fetch(fValues.data() + plan.diagonal, std::size_t{plan.size} * plan.size);
   const std::size_t* block = plan.blocks.data();
   for (std::uint32_t i = 1; i < plan.count; ++i)
     for (std::uint32_t j = 0; j < i; ++j, ++block)

@@ -133,7 +133,7 @@ class BlockSystem final : public NormalSystem {
     std::uint32_t width = 0;
     std::size_t diagonal = 0;
     std::array<std::uint32_t, kGroups> groups;
-    std::array<std::size_t, kGroups*(kGroups - 1) / 2> blocks;
+    std::array<std::size_t, std::size_t{kGroups} * (kGroups - 1) / 2> blocks;
   };
   // That of the next observation; none for one of many groups.
   const Plan* NextPlan(const Spread& spread);
@@ -257,7 +257,7 @@ class BlockSystem final : public NormalSystem {
   // piece by piece is read only after the next one's.
   struct Working {
     std::vector<double> rows;
-    std::array<double, kLargestLeading * kLargestLeading> transposedRoot;
+    std::array<double, std::size_t{kLargestLeading} * kLargestLeading> transposedRoot;
   };
   std::array<Working, 2> fWorking;
   std::size_t fTurn = 0;

@@ -466,50 +466,51 @@ struct Kernels {
 
 // All kernels for one instruction set. The compiler uses its registers in functions that name it
 // themselves, so each variant is a set of functions of its own.
-#define CARDO_KERNELS(Name, kRoundUp, target)                                                      \
-  struct Name {                                                                                    \
-    target static void RowsOf(                                                                     \
-        std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) {    \
-      Rows<kRoundUp>(n, width, matrix, w, y);                                                      \
-    }                                                                                              \
-    target static void ProductsOf(std::span<const ProductBlock> blocks, const ProductRows& rows) { \
-      Products(blocks, rows);                                                                      \
-    }                                                                                              \
-    target static void SharesOf(const LeadingBlocks& blocks,                                       \
-                                const double* w,                                                   \
-                                const double* y,                                                   \
-                                double* reduced) {                                                 \
-      Shares<kRoundUp>(blocks, w, y, reduced);                                                     \
-    }                                                                                              \
-    target static void InverseOf(const LeadingBlocks& blocks,                                      \
-                                 const double* y,                                                  \
-                                 const double* inverse,                                            \
-                                 double* cross) {                                                  \
-      Inverse<kRoundUp>(blocks, y, inverse, cross);                                                \
-    }                                                                                              \
-    target static void HalfOf(const LeadingBlocks& blocks,                                         \
-                              const double* y,                                                     \
-                              const double* inverse,                                               \
-                              double* half) {                                                      \
-      Half<kRoundUp>(blocks, y, inverse, half);                                                    \
-    }                                                                                              \
-    target static void GramOf(std::uint32_t n,                                                     \
-                              std::size_t width,                                                   \
-                              const double* half,                                                  \
-                              const double* y,                                                     \
-                              const double* block,                                                 \
-                              double* own) {                                                       \
-      Gram(n, width, half, y, block, own);                                                         \
-    }                                                                                              \
-    target static void FormsOf(std::span<const FormBlock> blocks,                                  \
-                               std::uint32_t components,                                           \
-                               const double* a,                                                    \
-                               std::size_t width,                                                  \
-                               double* forms) {                                                    \
-      Forms<kRoundUp>(blocks, components, a, width, forms);                                        \
-    }                                                                                              \
-    static constexpr Kernels kAll = {                                                              \
-        RowsOf, ProductsOf, SharesOf, InverseOf, HalfOf, GramOf, FormsOf};                         \
+#define CARDO_KERNELS(Name, kRoundUp, ...)                                                      \
+  struct Name {                                                                                 \
+    __VA_ARGS__ static void RowsOf(                                                             \
+        std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) { \
+      Rows<kRoundUp>(n, width, matrix, w, y);                                                   \
+    }                                                                                           \
+    __VA_ARGS__ static void ProductsOf(std::span<const ProductBlock> blocks,                    \
+                                       const ProductRows& rows) {                               \
+      Products(blocks, rows);                                                                   \
+    }                                                                                           \
+    __VA_ARGS__ static void SharesOf(const LeadingBlocks& blocks,                               \
+                                     const double* w,                                           \
+                                     const double* y,                                           \
+                                     double* reduced) {                                         \
+      Shares<kRoundUp>(blocks, w, y, reduced);                                                  \
+    }                                                                                           \
+    __VA_ARGS__ static void InverseOf(const LeadingBlocks& blocks,                              \
+                                      const double* y,                                          \
+                                      const double* inverse,                                    \
+                                      double* cross) {                                          \
+      Inverse<kRoundUp>(blocks, y, inverse, cross);                                             \
+    }                                                                                           \
+    __VA_ARGS__ static void HalfOf(const LeadingBlocks& blocks,                                 \
+                                   const double* y,                                             \
+                                   const double* inverse,                                       \
+                                   double* half) {                                              \
+      Half<kRoundUp>(blocks, y, inverse, half);                                                 \
+    }                                                                                           \
+    __VA_ARGS__ static void GramOf(std::uint32_t n,                                             \
+                                   std::size_t width,                                           \
+                                   const double* half,                                          \
+                                   const double* y,                                             \
+                                   const double* block,                                         \
+                                   double* own) {                                               \
+      Gram(n, width, half, y, block, own);                                                      \
+    }                                                                                           \
+    __VA_ARGS__ static void FormsOf(std::span<const FormBlock> blocks,                          \
+                                    std::uint32_t components,                                   \
+                                    const double* a,                                            \
+                                    std::size_t width,                                          \
+                                    double* forms) {                                            \
+      Forms<kRoundUp>(blocks, components, a, width, forms);                                     \
+    }                                                                                           \
+    static constexpr Kernels kAll = {                                                           \
+        RowsOf, ProductsOf, SharesOf, InverseOf, HalfOf, GramOf, FormsOf};                      \
   }
 
 CARDO_KERNELS(Portable, false, );
