@@ -93,15 +93,17 @@ bool InvertPositive(const double* block, std::uint32_t n, double* inverse, doubl
 }  // namespace
 
 // An observation by groups: `a` has the coefficients of all columns of all groups, by rows,
-// `stride` from row to row. At most as many groups as a row has entries.
+// `stride` from row to row. At most as many groups as the rows have entries.
 struct BlockSystem::Spread {
   static constexpr std::size_t kRows = 3;
-  static constexpr std::uint32_t kColumns = DesignRow::kCapacity * kLargestBlock;
+  // Rows may name different columns.
+  static constexpr std::size_t kGroups = kRows * DesignRow::kCapacity;
+  static constexpr std::uint32_t kColumns = kGroups * kLargestBlock;
 
   std::uint32_t count = 0;    // groups
   std::uint32_t columns = 0;  // of all of them
-  std::array<std::uint32_t, DesignRow::kCapacity> groups;
-  std::array<std::uint32_t, DesignRow::kCapacity> firsts;  // first column of a group
+  std::array<std::uint32_t, kGroups> groups;
+  std::array<std::uint32_t, kGroups> firsts;  // first column of a group
   std::uint32_t rows = 0;
   const double* a = nullptr;
   std::size_t stride = 0;

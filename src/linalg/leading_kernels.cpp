@@ -18,8 +18,7 @@ double SumOf(const double (&lanes)[8]) noexcept {
 // N doubles side by side.
 template <std::uint32_t N>
 struct Lanes {
-  typedef double Type
-      __attribute__((vector_size(N * sizeof(double)), aligned(alignof(double)), may_alias));
+  typedef double Type __attribute__((vector_size(N * sizeof(double)), may_alias));
 };
 template <std::uint32_t N>
 using LanesOf = typename Lanes<N>::Type;
@@ -62,16 +61,23 @@ template <bool kRoundUp, typename Piece>
   if (size - first == 1) piece.template operator()<1, 1>(first);
 }
 
+// Lanes among other doubles, with no more alignment than those have. It belongs to the structure
+// and not to the type of the lanes: compilers differ in whether references keep it.
 template <std::uint32_t N>
-[[gnu::always_inline]] inline const LanesOf<N>& Load(const double* from) {
-  return *reinterpret_cast<const LanesOf<N>*>(from);
+struct [[gnu::packed, gnu::may_alias]] Unaligned {
+  LanesOf<N> lanes;
+};
+
+template <std::uint32_t N>
+[[gnu::always_inline]] inline const Unaligned<N>& Load(const double* from) {
+  return *reinterpret_cast<const Unaligned<N>*>(from);
 }
 
 // The first K of N lanes.
 template <std::uint32_t K, std::uint32_t N>
 [[gnu::always_inline]] inline void Store(double* to, const LanesOf<N>& lanes) {
   if constexpr (K == N)
-    *reinterpret_cast<LanesOf<N>*>(to) = lanes;
+    reinterpret_cast<Unaligned<N>*>(to)->lanes = lanes;
   else
     __builtin_memcpy(to, &lanes, K * sizeof(double));
 }
@@ -88,10 +94,10 @@ template <std::uint32_t D, std::uint32_t N, std::uint32_t K>
                                                  std::uint32_t columns) {
   const std::uint32_t d = D == 0 ? depth : D;
   LanesOf<N> rows[6];
-  for (std::uint32_t r = 0; r < d; ++r) rows[r] = Load<N>(a + r * width);
+  for (std::uint32_t r = 0; r < d; ++r) rows[r] = Load<N>(a + r * width).lanes;
   for (std::uint32_t j = 0; j < columns; ++j) {
     double* column = to + j * stride;
-    LanesOf<N> sum = Load<N>(column);
+    LanesOf<N> sum = Load<N>(column).lanes;
     for (std::uint32_t r = 0; r < d; ++r) sum -= rows[r] * b[r * width + j];
     Store<K, N>(column, sum);
   }
@@ -130,9 +136,9 @@ template <std::uint32_t D, std::uint32_t N, std::uint32_t K>
                                                  std::uint32_t columns) {
   const std::uint32_t d = D == 0 ? depth : D;
   LanesOf<N> sum[6];
-  for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(cross + r * width);
+  for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(cross + r * width).lanes;
   for (std::uint32_t j = 0; j < columns; ++j) {
-    const LanesOf<N> column = Load<N>(q + j * stride);
+    const LanesOf<N> column = Load<N>(q + j * stride).lanes;
     for (std::uint32_t r = 0; r < d; ++r) sum[r] -= column * y[r * width + j];
   }
   for (std::uint32_t r = 0; r < d; ++r) Store<K, N>(cross + r * width, sum[r]);
@@ -149,7 +155,7 @@ template <std::uint32_t D, std::uint32_t N, std::uint32_t K>
                                                   std::uint32_t rows) {
   const std::uint32_t d = D == 0 ? depth : D;
   LanesOf<N> sum[6];
-  for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(cross + r * width);
+  for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(cross + r * width).lanes;
   for (std::uint32_t i = 0; i < rows; ++i) {
     LanesOf<N> row{};
     for (std::uint32_t j = 0; j < K; ++j) row[j] = q[j * stride + i];
@@ -204,7 +210,7 @@ template <std::uint32_t D, std::uint32_t N>
                                                    std::uint32_t columns) {
   const std::uint32_t d = D == 0 ? depth : D;
   for (std::uint32_t j = 0; j < columns; ++j) {
-    const LanesOf<N> column = Load<N>(q + j * stride);
+    const LanesOf<N> column = Load<N>(q + j * stride).lanes;
     for (std::uint32_t r = 0; r < d; ++r) sum[r] -= column * (factor * y[r * width + j]);
   }
 }
@@ -241,7 +247,7 @@ template <std::uint32_t D, bool kRoundUp>
     InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       LanesOf<N> sum[6];
       double* piece = half + rows.first + first;
-      for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(piece + r * width);
+      for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(piece + r * width).lanes;
       for (std::uint32_t z = 0; z < x; ++z) {
         const LeadingLink& columns = blocks.link[z];
         if (!pairs[z].swapped)
@@ -285,7 +291,8 @@ template <std::uint32_t D>
       const double* yk = y + k * width;
       LanesOf<8> sum{};
       for (std::size_t c = 0; c < whole; c += 8)
-        sum += Load<8>(hi + c) * Load<8>(yk + c) + Load<8>(yi + c) * Load<8>(hk + c);
+        sum += Load<8>(hi + c).lanes * Load<8>(yk + c).lanes +
+               Load<8>(yi + c).lanes * Load<8>(hk + c).lanes;
       double lanes[8];
       Store<8, 8>(lanes, sum);
       for (std::size_t c = whole; c < width; ++c) lanes[c - whole] += hi[c] * yk[c] + yi[c] * hk[c];
@@ -316,11 +323,11 @@ template <std::uint32_t C, bool kRoundUp>
     InPieces<kRoundUp>(block.columns, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       LanesOf<N> parts[C] = {};
       for (std::uint32_t p = 0; p < block.rows; ++p) {
-        const LanesOf<N> q = Load<N>(block.from + p * block.stride + first);
+        const LanesOf<N> q = Load<N>(block.from + p * block.stride + first).lanes;
         for (std::uint32_t r = 0; r < C; ++r) parts[r] += q * rows[r * width + p];
       }
       for (std::uint32_t r = 0; r < C; ++r) {
-        parts[r] *= Load<N>(columns + r * width + first) * block.factor;
+        parts[r] *= Load<N>(columns + r * width + first).lanes * block.factor;
         if constexpr (kRoundUp || N == 8)
           AddWidened<K, N>(sums[r], parts[r]);
         else
@@ -343,7 +350,7 @@ template <std::uint32_t D, bool kRoundUp>
                      [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
                        LanesOf<N> rows[6];
                        for (std::uint32_t r = 0; r < d; ++r)
-                         rows[r] = Load<N>(w + r * width + first);
+                         rows[r] = Load<N>(w + r * width + first).lanes;
                        for (std::uint32_t i = 0; i < d; ++i) {
                          LanesOf<N> sum = rows[0] * inverse[std::size_t{i} * d];
                          for (std::uint32_t r = 1; r < d; ++r)
@@ -364,10 +371,10 @@ template <std::uint32_t C>
     InPieces<false>(block.columns, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       LanesOf<N> columns[C];
       for (std::uint32_t r = 0; r < C; ++r)
-        columns[r] = Load<N>(right + r * rows.stride + first) * weights[r];
+        columns[r] = Load<N>(right + r * rows.stride + first).lanes * weights[r];
       for (std::uint32_t p = 0; p < block.rows; ++p) {
         double* to = block.to + p * block.stride + first;
-        LanesOf<N> sum = Load<N>(to);
+        LanesOf<N> sum = Load<N>(to).lanes;
         for (std::uint32_t r = 0; r < C; ++r) sum += columns[r] * left[r * rows.stride + p];
         Store<K, N>(to, sum);
       }
