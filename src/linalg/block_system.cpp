@@ -602,7 +602,7 @@ void BlockSystem::ArrangeBlocks() {
   for (Working& working : fWorking) working.rows.assign(widest + kReadBeyond, 0.0);
   fGathered.assign(widest, 0.0);
   fInverses.assign(diagonals, 0.0);
-  fOwnCofactors.assign(diagonals, 0.0);
+  fOwnCofactors.assign(diagonals + kReadBeyond, 0.0);
   fCross.reset();
   fCouplings = values - diagonals;
 }
