@@ -18,12 +18,15 @@ namespace vermo {
 // blocks stand apart and are eliminated one by one, each adding its share to the reduced system of
 // the trailing groups (Brown 1976).
 //
-//     | P1          W1   |        Y_i = P_i^-1 W_i
-//     |    P2       W2   |        S   = R - sum of W_i^T Y_i        ReducedSystem
-//     |       ...   ...  |        x_r = S^-1 (n_r - sum of Y_i^T n_i)
-//     | W1' W2' ...  R   |        x_i = P_i^-1 n_i - Y_i x_r
+//     | P1          W1   |        P_i^-1 = M_i^T M_i    V_i = M_i W_i
+//     |    P2       W2   |        S   = R - sum of V_i^T V_i        ReducedSystem
+//     |       ...   ...  |        x_r = S^-1 (n_r - sum of V_i^T M_i n_i)
+//     | W1' W2' ...  R   |        x_i = M_i^T (M_i n_i - V_i x_r)
 //
-//   Q_rr = S^-1    Q_ir = -Y_i Q_rr    Q_ii = P_i^-1 - Q_ir Y_i^T
+//   Q_rr = S^-1    Q_ir = -M_i^T V_i Q_rr    Q_ii = M_i^T (1 + V_i Q_rr V_i^T) M_i
+//
+// W stays as it was assembled; V is made anew, in working memory, whenever it is needed: memory is
+// slower than the product. Taking the share as a square keeps digits where P is nearly singular.
 //
 // A leading group that meets another leading group, or whose block is singular, trails instead.
 // Which blocks there are is learnt from couplings, or else from the first assembly, and kept until
@@ -80,17 +83,19 @@ class BlockSystem final : public NormalSystem {
  private:
   static constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
   static constexpr std::uint32_t kLargestLeading = 6;
+  // Larger groups stand as several blocks.
+  static constexpr std::uint32_t kLargestBlock = 16;
 
-  // A block beside the diagonal: of a leading group its columns of W, of a trailing group its
+  // A block beside the diagonal: of a leading group some columns of its W, of a trailing group its
   // coupling with a later one.
   struct Link {
-    std::uint32_t group;
-    std::uint32_t size;    // unknowns of that group
+    std::size_t offset;    // of the block in fValues, by rows
+    std::uint32_t group;   // the other one
     std::uint32_t order;   // of that group
-    std::uint32_t stride;  // from row to row
-    std::size_t offset;    // of its first element in fValues
+    std::uint32_t column;  // of its first unknown among those of all links
+    std::uint16_t size;    // unknowns of that group
+    std::uint16_t rows;    // of this one
   };
-  // Element (i, j) of a block at offset + i stride + j.
   struct Group {
     std::uint32_t start = 0;
     std::uint32_t size = 0;
@@ -101,8 +106,7 @@ class BlockSystem final : public NormalSystem {
     std::size_t diagonal = 0;        // square block, by rows
     std::uint32_t firstLink = 0;
     std::uint32_t links = 0;
-    std::uint32_t width = 0;   // of W
-    std::size_t coupling = 0;  // W or the couplings in fValues; Y and Q_ir stand alike
+    std::uint32_t width = 0;  // columns of all links
     // Links and pairs as the kernels take them: neighbours in the reduced system are joined.
     std::uint32_t firstJoined = 0;
     std::uint32_t joined = 0;
@@ -111,6 +115,13 @@ class BlockSystem final : public NormalSystem {
   using Pair = LeadingPair;
   // The groups of one observation and its rows, spread out over their columns.
   struct Spread;
+  // The rows of rays, one below the other, that meet the same trailing groups: those of an image
+  // come one after the other. The misclosure stands behind the groups' columns.
+  struct Gathered {
+    std::uint32_t count = 0;
+    std::array<std::uint32_t, LeadingProducts::kMostCouplings> groups;
+    GatheredRows rows;
+  };
 
   // Of a pair of groups the one that keeps the block gives its rows.
   struct Pairing {
@@ -121,6 +132,7 @@ class BlockSystem final : public NormalSystem {
   [[nodiscard]] Pairing PairingOf(std::uint32_t a, std::uint32_t b) const noexcept;
   // Of the block of a pair in fValues, or kNoOffset.
   [[nodiscard]] std::size_t OffsetOf(std::uint32_t a, std::uint32_t b) const;
+  std::size_t OffsetInTurn(std::uint32_t a, std::uint32_t b);
   static constexpr std::size_t kNoOffset = std::numeric_limits<std::size_t>::max();
 
   // The groups of an observation and where the blocks of its pairs (1, 0), (2, 0), (2, 1) ... are.
@@ -130,30 +142,71 @@ class BlockSystem final : public NormalSystem {
     // Which of the groups leads, if one does, and what its blocks are like.
     std::uint32_t leading = kNone;
     std::uint32_t size = 0;
-    std::uint32_t width = 0;
+    std::uint32_t start = 0;
+    std::uint32_t columns = 0;  // of all groups
+    // Its blocks are there, no other group leads, and the others' columns are few.
+    bool isRay = false;
     std::size_t diagonal = 0;
     std::array<std::uint32_t, kGroups> groups;
     std::array<std::size_t, std::size_t{kGroups} * (kGroups - 1) / 2> blocks;
+
+    // Of the groups at places i and j < i.
+    [[nodiscard]] std::size_t BlockOf(std::uint32_t i, std::uint32_t j) const noexcept {
+      return blocks[i * (i - 1) / 2 + j];
+    }
+    // Of the leading group and the one at place i.
+    [[nodiscard]] std::size_t CouplingOf(std::uint32_t i) const noexcept {
+      return i < leading ? BlockOf(leading, i) : BlockOf(i, leading);
+    }
   };
   // That of the next observation; none for one of many groups.
   const Plan* NextPlan(const Spread& spread);
+  [[nodiscard]] bool Fits(const Plan& plan, std::span<const DesignRow> rows) const;
+  const Plan* KnownRay(std::span<const DesignRow> rows);
+  // The equations of a ray: the blocks of its leading group get their products at once, the other
+  // groups' rows are gathered.
+  void AddRay(const Plan& plan,
+              std::span<const DesignRow> rows,
+              const double* weights,
+              const double* misclosures);
+  void AddUnknown(std::span<const DesignRow> rows,
+                  const double* weights,
+                  const double* misclosures);
+  bool IsGathered(const Plan& plan);
+  void AddTrailing(const Plan& plan, const ProductRows& rows, const double* misclosures);
+  void Gather(const Plan& plan,
+              std::span<const DesignRow> rows,
+              const double* weights,
+              const double* misclosures);
+  // Adds what was gathered to the blocks.
+  void AddGathered();
+  void FetchAhead() const;
   void FetchBlocks(const Plan& plan) const;
 
   // The place of a group in the spread, which it gets with zeros if it has none.
   std::uint32_t Open(std::uint32_t group, Spread& spread) const;
-  void SpreadRows(std::span<const DesignRow> rows, Spread& spread) const;
+  bool SpreadRows(std::span<const DesignRow> rows, Spread& spread) const;
   // Makes the block of an element the one to store into. False when it has no place yet.
   bool OpenStored(std::uint32_t row, std::uint32_t column);
+  // A group that another one meets, and which meeting was the first.
+  struct Met {
+    std::uint32_t group;
+    std::uint32_t rank;
+    auto operator<=>(const Met&) const = default;
+  };
   // Notes that two groups meet and have no block yet.
   void Record(std::uint32_t a, std::uint32_t b);
   void ForgetMeetings();
   void SortMeetings();
-  [[nodiscard]] std::span<const std::uint32_t> MetBy(std::uint32_t group) const noexcept {
+  [[nodiscard]] std::span<const Met> MetBy(std::uint32_t group) const noexcept {
     return std::span(fMet).subspan(fMetBy[group], fMetBy[group + 1] - fMetBy[group]);
   }
   [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
   bool FindRuns(std::span<const DesignRow> rows, Spread& spread) const;
-  void AddSpread(const Spread& spread, const double* weights, const double* misclosures);
+  void AddSpread(const Spread& spread,
+                 const Plan* plan,
+                 const double* weights,
+                 const double* misclosures);
   void ArrangeDiagonal();
   // Lay out the blocks, the reduced system, and the places of the shares in it.
   void ArrangeBlocks();
@@ -163,16 +216,24 @@ class BlockSystem final : public NormalSystem {
   bool InvertLeading();
   void Eliminate();
   void Demote(std::uint32_t group);
-  // The second half of an elimination; Eliminate has prepared the first.
-  void ReduceLeading(const Group& group);
+  // Of one leading group: M, V and half of a product with it, both as wide as the widest.
+  struct Working {
+    std::array<double, std::size_t{kLargestLeading} * kLargestLeading> root;
+    std::vector<double> v;
+    std::vector<double> half;
+  };
+  static constexpr std::size_t kTurns = 3;
+  template <typename Use, typename Finish>
+  void ForEachLeader(Use use, Finish finish);
+  void Scale(const Group& group, std::vector<ScatteredBlock>& scattered, Working& working) const;
   [[nodiscard]] std::span<const Link> LinksOf(const Group& group) const noexcept {
     return std::span(fLinks).subspan(group.firstLink, group.links);
   }
   [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
-  void CofactorsOf(const Group& group);
-  void TakeDiagonal(const Group& group);
+  void CofactorsOf(const Group& group, const Working& working);
   void FormsOf(const Spread& spread, double* forms) const;
+  bool FormsOfRay(std::span<const DesignRow> rows, double* forms) const;
   // Q of two groups where it stands, when it is one of the blocks that were computed. One of the
   // strides is 1.
   struct View {
@@ -185,16 +246,23 @@ class BlockSystem final : public NormalSystem {
   bool BlockOf(std::uint32_t a, std::uint32_t b, double* block) const;
   // The solution for a unit vector.
   void SolveColumn(std::uint32_t column, std::vector<double>& x) const;
+  // Where the elements of a group's links stand in a vector of the reduced system; `runs` is
+  // working memory.
+  [[nodiscard]] std::span<const ScatteredRun> RunsOf(const Group& group,
+                                                     double* reduced,
+                                                     std::vector<ScatteredRun>& runs) const;
   // The share of a leading group with the right-hand side n_i in that of the reduced system, and
-  // its solution x_i; `gathered` is working memory of the group's width.
+  // its solution x_i.
   void GatherInto(const Group& group,
                   const double* rhs,
-                  double* gathered,
+                  const Working& working,
+                  std::vector<ScatteredRun>& runs,
                   std::span<double> reduced) const;
   void SolveLeading(const Group& group,
-                    std::span<const double> reduced,
+                    std::span<double> reduced,
                     const double* rhs,
-                    double* gathered,
+                    const Working& working,
+                    std::vector<ScatteredRun>& runs,
                     double* x) const;
 
   SystemLayout fLayout;
@@ -204,6 +272,7 @@ class BlockSystem final : public NormalSystem {
   std::vector<Group> fGroups;
   std::vector<std::uint32_t> fGroupOf;  // of a column
   std::vector<std::uint32_t> fLeading;  // in the order of their blocks
+  std::vector<Group> fLeaders;          // the same, side by side
   std::vector<std::uint32_t> fTrailing;
   std::vector<bool> fForcedRoot;
   // Of two groups that share an observation the one that keeps the block, and the other.
@@ -212,10 +281,13 @@ class BlockSystem final : public NormalSystem {
     std::uint32_t to = kNone;
     bool operator==(const Meeting&) const = default;
   };
-  std::vector<Meeting> fMeetings;              // recorded since the blocks were laid out
-  std::vector<std::uint32_t> fMet;             // of all groups, ascending for each
-  std::vector<std::size_t> fMetBy;             // where those of a group begin
-  Meeting fLastTrailing;                       // of two trailing groups
+  std::vector<Meeting> fMeetings;   // recorded since the blocks were laid out
+  std::vector<Met> fMet;            // of all groups, ascending for each
+  std::vector<std::size_t> fMetBy;  // where those of a group begin
+  std::size_t fRanks = 0;           // ranks are below this
+  Meeting fLastTrailing;            // of two trailing groups
+  Meeting fLastPair;                // likewise, whose block was asked for
+  std::size_t fLastOffset = 0;
   std::vector<bool> fHasMet;                   // whether a leading group was recorded
   std::vector<std::uint32_t> fOrderOfMeeting;  // leading groups
   bool fComplete = false;                      // every element had its place
@@ -241,28 +313,39 @@ class BlockSystem final : public NormalSystem {
     }
   };
   StoredBlock fStored;
+  // One that a constraint stores whole, beside the diagonal.
+  struct StoredPlan {
+    std::uint32_t firstRow = 0, firstColumn = 0;
+    std::uint32_t rows = 0, columns = 0;
+    std::size_t offset = 0;  // in fValues
+    std::size_t rowStride = 0;
+    std::size_t columnStride = 0;
+  };
+  const StoredPlan* NextStored(std::uint32_t firstRow,
+                               std::uint32_t rows,
+                               std::uint32_t firstColumn,
+                               std::uint32_t columns);
+  std::vector<StoredPlan> fStoredPlans;  // in the order of an assembly
+  std::size_t fNextStored = 0;
   std::vector<LeadingLink> fJoined;
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
   std::vector<Plan> fPlans;  // of the observations, in the order of an assembly
   std::size_t fNextPlan = 0;
-  std::vector<double> fValues;        // diagonal blocks, W or Y, couplings
-  std::size_t fCouplings = 0;         // elements of W and couplings
-  std::vector<double> fInverses;      // P^-1 at the places of the diagonal blocks
+  mutable std::size_t fNextForm = 0;
+  std::size_t fCouplingsTold = 0;     // observations that were announced
+  std::vector<double> fValues;        // diagonal blocks, couplings, W
+  bool fIsZero = false;               // they hold nothing yet
+  std::vector<double> fFactors;       // of P^-1 at the places of the diagonal blocks
   std::vector<double> fOwnCofactors;  // Q_ii likewise
-  std::unique_ptr<double[]> fCross;   // Q_ir as W stands behind the diagonal blocks
-  bool fIsEliminated = false;         // Y has taken the place of W
-  bool fHasCross = false;             // fCross is that of the solution
-  // Of one leading group, as wide as the widest; two of them, so that what one group's code wrote
-  // piece by piece is read only after the next one's.
-  struct Working {
-    std::vector<double> rows;
-    std::array<double, std::size_t{kLargestLeading} * kLargestLeading> transposedRoot;
-  };
-  std::array<Working, 2> fWorking;
-  std::size_t fTurn = 0;
+  std::unique_ptr<double[]> fCross;   // Q_ir as W stands from fFirstW on
+  std::size_t fFirstW = 0;
+  bool fHasCross = false;  // fCross is that of the solution
+  std::array<Working, kTurns> fWorking;
   std::unique_ptr<Spread> fSpread;  // working memory
-  std::vector<double> fGathered;
+  std::unique_ptr<Gathered> fGathering;
+  std::vector<ScatteredBlock> fScattered;
+  std::vector<ScatteredRun> fRuns;
   std::vector<double> fReducedRhs;  // then the reduced solution
   std::vector<double> fRhs, fSolution, fDiagonal;
 };

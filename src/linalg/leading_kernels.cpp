@@ -311,6 +311,75 @@ template <std::uint32_t K, std::uint32_t N>
   add(std::make_integer_sequence<int, 8>{});
 }
 
+// The same for the piece of a run that begins at its element `first`.
+template <std::uint32_t K, bool kRoundUp, std::uint32_t N>
+[[gnu::always_inline]] inline void AddPiece(LanesOf<8>& sum,
+                                            std::uint32_t first,
+                                            const LanesOf<N>& piece) {
+  if constexpr (kRoundUp || N == 8)
+    AddWidened<K, N>(sum, piece);
+  else
+    for (std::uint32_t k = 0; k < K; ++k) sum[(first + k) % 8] += piece[k];
+}
+
+template <std::uint32_t D, bool kRoundUp>
+[[gnu::always_inline]] inline void IntoRunsBody(std::uint32_t depth,
+                                                std::span<const ScatteredRun> runs,
+                                                const double* matrix,
+                                                std::size_t width,
+                                                const double* y) {
+  const std::uint32_t d = D == 0 ? depth : D;
+  for (const ScatteredRun& run : runs)
+    InPieces<kRoundUp>(run.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+      LanesOf<N> rows[6];
+      for (std::uint32_t r = 0; r < d; ++r)
+        rows[r] = Load<N>(y + r * width + run.first + first).lanes;
+      for (std::uint32_t i = 0; i < d; ++i) {
+        LanesOf<N> sum = rows[0] * matrix[std::size_t{i} * d];
+        for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * matrix[std::size_t{i} * d + r];
+        Store<K, N>(run.to + i * std::size_t{run.size} + first, sum);
+      }
+    });
+}
+
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void CombineBody(std::uint32_t n,
+                                               std::span<const ScatteredRun> runs,
+                                               std::size_t width,
+                                               const double* y,
+                                               const double* factors) {
+  for (const ScatteredRun& run : runs)
+    InPieces<kRoundUp>(run.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+      const double* from = y + run.first + first;
+      double* to = run.to + first;
+      LanesOf<N> sum = Load<N>(from).lanes * factors[0];
+      for (std::uint32_t i = 1; i < n; ++i) sum += Load<N>(from + i * width).lanes * factors[i];
+      Store<K, N>(to, Load<N>(to).lanes - sum);
+    });
+}
+
+template <std::uint32_t D, bool kRoundUp>
+[[gnu::always_inline]] inline void VectorBody(std::uint32_t depth,
+                                              std::span<const ScatteredRun> runs,
+                                              std::size_t width,
+                                              const double* y,
+                                              double* dots) {
+  const std::uint32_t d = D == 0 ? depth : D;
+  LanesOf<8> sums[6] = {};
+  for (const ScatteredRun& run : runs)
+    InPieces<kRoundUp>(run.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+      const LanesOf<N> x = Load<N>(run.to + first).lanes;
+      for (std::uint32_t i = 0; i < d; ++i)
+        AddPiece<K, kRoundUp, N>(
+            sums[i], first, Load<N>(y + i * width + run.first + first).lanes * x);
+    });
+  for (std::uint32_t i = 0; i < d; ++i) {
+    double lanes[8];
+    Store<8, 8>(lanes, sums[i]);
+    dots[i] = SumOf(lanes);
+  }
+}
+
 template <std::uint32_t C, bool kRoundUp>
 [[gnu::always_inline]] inline void FormsBody(std::span<const FormBlock> blocks,
                                              const double* a,
@@ -328,10 +397,7 @@ template <std::uint32_t C, bool kRoundUp>
       }
       for (std::uint32_t r = 0; r < C; ++r) {
         parts[r] *= Load<N>(columns + r * width + first).lanes * block.factor;
-        if constexpr (kRoundUp || N == 8)
-          AddWidened<K, N>(sums[r], parts[r]);
-        else
-          for (std::uint32_t k = 0; k < K; ++k) sums[r][(first + k) % 8] += parts[r][k];
+        AddPiece<K, kRoundUp, N>(sums[r], first, parts[r]);
       }
     });
   }
@@ -343,21 +409,23 @@ template <std::uint32_t C, bool kRoundUp>
 }
 
 template <std::uint32_t D, bool kRoundUp>
-[[gnu::always_inline]] inline void RowsBody(
-    std::uint32_t depth, std::size_t width, const double* inverse, const double* w, double* y) {
+[[gnu::always_inline]] inline void ScatteredBody(std::uint32_t depth,
+                                                 std::span<const ScatteredBlock> blocks,
+                                                 const double* matrix,
+                                                 std::size_t width,
+                                                 double* y) {
   const std::uint32_t d = D == 0 ? depth : D;
-  InPieces<kRoundUp>(static_cast<std::uint32_t>(width),
-                     [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
-                       LanesOf<N> rows[6];
-                       for (std::uint32_t r = 0; r < d; ++r)
-                         rows[r] = Load<N>(w + r * width + first).lanes;
-                       for (std::uint32_t i = 0; i < d; ++i) {
-                         LanesOf<N> sum = rows[0] * inverse[std::size_t{i} * d];
-                         for (std::uint32_t r = 1; r < d; ++r)
-                           sum += rows[r] * inverse[std::size_t{i} * d + r];
-                         Store<K, N>(y + i * width + first, sum);
-                       }
-                     });
+  for (const ScatteredBlock& block : blocks)
+    InPieces<kRoundUp>(block.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+      LanesOf<N> rows[6];
+      for (std::uint32_t r = 0; r < d; ++r)
+        rows[r] = Load<N>(block.from + r * std::size_t{block.size} + first).lanes;
+      for (std::uint32_t i = 0; i < d; ++i) {
+        LanesOf<N> sum = rows[0] * matrix[std::size_t{i} * d];
+        for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * matrix[std::size_t{i} * d + r];
+        Store<K, N>(y + i * width + block.first + first, sum);
+      }
+    });
 }
 
 template <std::uint32_t C>
@@ -382,14 +450,97 @@ template <std::uint32_t C>
   }
 }
 
+template <std::uint32_t C, std::uint32_t D, bool kRoundUp>
+[[gnu::always_inline]] inline void LeadingBody(const LeadingProducts& products,
+                                               const ProductRows& rows,
+                                               const double* misclosures) {
+  const std::uint32_t n = D == 0 ? products.n : D;
+  const double* own = rows.a + products.first;
+  double left[C][6];
+  for (std::uint32_t r = 0; r < C; ++r)
+    for (std::uint32_t p = 0; p < n; ++p) left[r][p] = own[r * rows.stride + p] * rows.weights[r];
+  for (std::uint32_t p = 0; p < n; ++p) {
+    double sum = products.rhs[p];
+    for (std::uint32_t r = 0; r < C; ++r) sum += left[r][p] * misclosures[r];
+    products.rhs[p] = sum;
+  }
+  // The group's own block comes first.
+  for (std::uint32_t k = 0; k <= products.couplings; ++k) {
+    const LeadingProducts::Coupling& coupling = products.coupling[k == 0 ? 0 : k - 1];
+    double* block = k == 0 ? products.own : coupling.to;
+    const std::size_t stride = k == 0 ? n : coupling.size;
+    const double* run = k == 0 ? own : rows.a + coupling.first;
+    InPieces<kRoundUp>(
+        k == 0 ? n : coupling.size,
+        [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) __attribute__((always_inline)) {
+          LanesOf<N> columns[C];
+          for (std::uint32_t r = 0; r < C; ++r)
+            columns[r] = Load<N>(run + r * rows.stride + first).lanes;
+          for (std::uint32_t p = 0; p < n; ++p) {
+            double* to = block + p * stride + first;
+            LanesOf<N> sum = Load<N>(to).lanes;
+            for (std::uint32_t r = 0; r < C; ++r) sum += columns[r] * left[r][p];
+            Store<K, N>(to, sum);
+          }
+        });
+  }
+}
+
+// Tiles of kRows rows and N columns are summed up in registers; those above the diagonal are left
+// out.
+template <std::uint32_t N>
+[[gnu::always_inline]] inline void NormalsBody(GatheredRows& rows) {
+  constexpr std::uint32_t kRows = 6;
+  constexpr std::size_t kStride = GatheredRows::kStride;
+  static_assert(GatheredRows::kMostColumns + 8 <= kStride);
+  for (std::uint32_t column = 0; column < rows.width; column += N)
+    for (std::uint32_t row = column; row < rows.width; row += kRows) {
+      LanesOf<N> sums[kRows] = {};
+      const double* a = rows.a.data();
+      for (std::uint32_t k = 0; k < rows.count; ++k, a += kStride) {
+        const LanesOf<N> weighted = Load<N>(a + column).lanes * rows.weights[k];
+        for (std::uint32_t r = 0; r < kRows; ++r) sums[r] += weighted * a[row + r];
+      }
+      double* to = rows.normals.data() + row * kStride + column;
+      for (std::uint32_t r = 0; r < kRows; ++r) Store<N, N>(to + r * kStride, sums[r]);
+    }
+}
+
 // Depths and components that are worth code of their own, and all others.
 template <bool kRoundUp>
-[[gnu::always_inline]] inline void Rows(
-    std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) {
+[[gnu::always_inline]] inline void Scattered(std::uint32_t n,
+                                             std::span<const ScatteredBlock> blocks,
+                                             const double* matrix,
+                                             std::size_t width,
+                                             double* y) {
   if (n == 3)
-    RowsBody<3, kRoundUp>(n, width, matrix, w, y);
+    ScatteredBody<3, kRoundUp>(n, blocks, matrix, width, y);
   else
-    RowsBody<0, kRoundUp>(n, width, matrix, w, y);
+    ScatteredBody<0, kRoundUp>(n, blocks, matrix, width, y);
+}
+
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void IntoRuns(std::uint32_t n,
+                                            std::span<const ScatteredRun> runs,
+                                            const double* matrix,
+                                            std::size_t width,
+                                            const double* y) {
+  if (n == 3)
+    IntoRunsBody<3, kRoundUp>(n, runs, matrix, width, y);
+  else
+    IntoRunsBody<0, kRoundUp>(n, runs, matrix, width, y);
+}
+
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void Vector(std::uint32_t n,
+                                          std::span<const ScatteredRun> runs,
+                                          std::size_t width,
+                                          const double* y,
+                                          double* dots) {
+  if (n == 3)
+    VectorBody<3, kRoundUp>(n, runs, width, y, dots);
+  else
+    VectorBody<0, kRoundUp>(n, runs, width, y, dots);
 }
 
 [[gnu::always_inline]] inline void Products(std::span<const ProductBlock> blocks,
@@ -400,6 +551,30 @@ template <bool kRoundUp>
     ProductsBody<1>(blocks, rows);
   else
     ProductsBody<3>(blocks, rows);
+}
+
+template <std::uint32_t C, bool kRoundUp>
+[[gnu::always_inline]] inline void LeadingOf(const LeadingProducts& products,
+                                             const ProductRows& rows,
+                                             const double* misclosures) {
+  if (products.n == 3)
+    LeadingBody<C, 3, kRoundUp>(products, rows, misclosures);
+  else if (products.n == 6)
+    LeadingBody<C, 6, kRoundUp>(products, rows, misclosures);
+  else
+    LeadingBody<C, 0, kRoundUp>(products, rows, misclosures);
+}
+
+template <bool kRoundUp>
+[[gnu::always_inline]] inline void Leading(const LeadingProducts& products,
+                                           const ProductRows& rows,
+                                           const double* misclosures) {
+  if (rows.components == 2)
+    LeadingOf<2, kRoundUp>(products, rows, misclosures);
+  else if (rows.components == 1)
+    LeadingOf<1, kRoundUp>(products, rows, misclosures);
+  else
+    LeadingOf<3, kRoundUp>(products, rows, misclosures);
 }
 
 template <bool kRoundUp>
@@ -462,8 +637,16 @@ template <bool kRoundUp>
 }
 
 struct Kernels {
-  void (*rows)(std::uint32_t, std::size_t, const double*, const double*, double*);
+  void (*scattered)(
+      std::uint32_t, std::span<const ScatteredBlock>, const double*, std::size_t, double*);
+  void (*intoRuns)(
+      std::uint32_t, std::span<const ScatteredRun>, const double*, std::size_t, const double*);
+  void (*combine)(
+      std::uint32_t, std::span<const ScatteredRun>, std::size_t, const double*, const double*);
+  void (*vector)(std::uint32_t, std::span<const ScatteredRun>, std::size_t, const double*, double*);
   void (*products)(std::span<const ProductBlock>, const ProductRows&);
+  void (*leading)(const LeadingProducts&, const ProductRows&, const double*);
+  void (*normals)(GatheredRows&);
   void (*shares)(const LeadingBlocks&, const double*, const double*, double*);
   void (*inverse)(const LeadingBlocks&, const double*, const double*, double*);
   void (*half)(const LeadingBlocks&, const double*, const double*, double*);
@@ -473,51 +656,91 @@ struct Kernels {
 
 // All kernels for one instruction set. The compiler uses its registers in functions that name it
 // themselves, so each variant is a set of functions of its own.
-#define CARDO_KERNELS(Name, kRoundUp, ...)                                                      \
-  struct Name {                                                                                 \
-    __VA_ARGS__ static void RowsOf(                                                             \
-        std::uint32_t n, std::size_t width, const double* matrix, const double* w, double* y) { \
-      Rows<kRoundUp>(n, width, matrix, w, y);                                                   \
-    }                                                                                           \
-    __VA_ARGS__ static void ProductsOf(std::span<const ProductBlock> blocks,                    \
-                                       const ProductRows& rows) {                               \
-      Products(blocks, rows);                                                                   \
-    }                                                                                           \
-    __VA_ARGS__ static void SharesOf(const LeadingBlocks& blocks,                               \
-                                     const double* w,                                           \
-                                     const double* y,                                           \
-                                     double* reduced) {                                         \
-      Shares<kRoundUp>(blocks, w, y, reduced);                                                  \
-    }                                                                                           \
-    __VA_ARGS__ static void InverseOf(const LeadingBlocks& blocks,                              \
-                                      const double* y,                                          \
-                                      const double* inverse,                                    \
-                                      double* cross) {                                          \
-      Inverse<kRoundUp>(blocks, y, inverse, cross);                                             \
-    }                                                                                           \
-    __VA_ARGS__ static void HalfOf(const LeadingBlocks& blocks,                                 \
-                                   const double* y,                                             \
-                                   const double* inverse,                                       \
-                                   double* half) {                                              \
-      Half<kRoundUp>(blocks, y, inverse, half);                                                 \
-    }                                                                                           \
-    __VA_ARGS__ static void GramOf(std::uint32_t n,                                             \
-                                   std::size_t width,                                           \
-                                   const double* half,                                          \
-                                   const double* y,                                             \
-                                   const double* block,                                         \
-                                   double* own) {                                               \
-      Gram(n, width, half, y, block, own);                                                      \
-    }                                                                                           \
-    __VA_ARGS__ static void FormsOf(std::span<const FormBlock> blocks,                          \
-                                    std::uint32_t components,                                   \
-                                    const double* a,                                            \
-                                    std::size_t width,                                          \
-                                    double* forms) {                                            \
-      Forms<kRoundUp>(blocks, components, a, width, forms);                                     \
-    }                                                                                           \
-    static constexpr Kernels kAll = {                                                           \
-        RowsOf, ProductsOf, SharesOf, InverseOf, HalfOf, GramOf, FormsOf};                      \
+#define CARDO_KERNELS(Name, kRoundUp, ...)                                                         \
+  struct Name {                                                                                    \
+    __VA_ARGS__ static void ScatteredOf(std::uint32_t n,                                           \
+                                        std::span<const ScatteredBlock> blocks,                    \
+                                        const double* matrix,                                      \
+                                        std::size_t width,                                         \
+                                        double* y) {                                               \
+      Scattered<kRoundUp>(n, blocks, matrix, width, y);                                            \
+    }                                                                                              \
+    __VA_ARGS__ static void IntoRunsOf(std::uint32_t n,                                            \
+                                       std::span<const ScatteredRun> runs,                         \
+                                       const double* matrix,                                       \
+                                       std::size_t width,                                          \
+                                       const double* y) {                                          \
+      IntoRuns<kRoundUp>(n, runs, matrix, width, y);                                               \
+    }                                                                                              \
+    __VA_ARGS__ static void CombineOf(std::uint32_t n,                                             \
+                                      std::span<const ScatteredRun> runs,                          \
+                                      std::size_t width,                                           \
+                                      const double* y,                                             \
+                                      const double* factors) {                                     \
+      CombineBody<kRoundUp>(n, runs, width, y, factors);                                           \
+    }                                                                                              \
+    __VA_ARGS__ static void VectorOf(std::uint32_t n,                                              \
+                                     std::span<const ScatteredRun> runs,                           \
+                                     std::size_t width,                                            \
+                                     const double* y,                                              \
+                                     double* dots) {                                               \
+      Vector<kRoundUp>(n, runs, width, y, dots);                                                   \
+    }                                                                                              \
+    __VA_ARGS__ static void ProductsOf(std::span<const ProductBlock> blocks,                       \
+                                       const ProductRows& rows) {                                  \
+      Products(blocks, rows);                                                                      \
+    }                                                                                              \
+    __VA_ARGS__ static void LeadingOf(const LeadingProducts& products,                             \
+                                      const ProductRows& rows,                                     \
+                                      const double* misclosures) {                                 \
+      Leading<kRoundUp>(products, rows, misclosures);                                              \
+    }                                                                                              \
+    __VA_ARGS__ static void NormalsOf(GatheredRows& rows) { NormalsBody<kRoundUp ? 8 : 4>(rows); } \
+    __VA_ARGS__ static void SharesOf(const LeadingBlocks& blocks,                                  \
+                                     const double* w,                                              \
+                                     const double* y,                                              \
+                                     double* reduced) {                                            \
+      Shares<kRoundUp>(blocks, w, y, reduced);                                                     \
+    }                                                                                              \
+    __VA_ARGS__ static void InverseOf(const LeadingBlocks& blocks,                                 \
+                                      const double* y,                                             \
+                                      const double* inverse,                                       \
+                                      double* cross) {                                             \
+      Inverse<kRoundUp>(blocks, y, inverse, cross);                                                \
+    }                                                                                              \
+    __VA_ARGS__ static void HalfOf(const LeadingBlocks& blocks,                                    \
+                                   const double* y,                                                \
+                                   const double* inverse,                                          \
+                                   double* half) {                                                 \
+      Half<kRoundUp>(blocks, y, inverse, half);                                                    \
+    }                                                                                              \
+    __VA_ARGS__ static void GramOf(std::uint32_t n,                                                \
+                                   std::size_t width,                                              \
+                                   const double* half,                                             \
+                                   const double* y,                                                \
+                                   const double* block,                                            \
+                                   double* own) {                                                  \
+      Gram(n, width, half, y, block, own);                                                         \
+    }                                                                                              \
+    __VA_ARGS__ static void FormsOf(std::span<const FormBlock> blocks,                             \
+                                    std::uint32_t components,                                      \
+                                    const double* a,                                               \
+                                    std::size_t width,                                             \
+                                    double* forms) {                                               \
+      Forms<kRoundUp>(blocks, components, a, width, forms);                                        \
+    }                                                                                              \
+    static constexpr Kernels kAll = {ScatteredOf,                                                  \
+                                     IntoRunsOf,                                                   \
+                                     CombineOf,                                                    \
+                                     VectorOf,                                                     \
+                                     ProductsOf,                                                   \
+                                     LeadingOf,                                                    \
+                                     NormalsOf,                                                    \
+                                     SharesOf,                                                     \
+                                     InverseOf,                                                    \
+                                     HalfOf,                                                       \
+                                     GramOf,                                                       \
+                                     FormsOf};                                                     \
   }
 
 CARDO_KERNELS(Portable, false, );
@@ -551,19 +774,57 @@ const Kernels& Chosen(std::optional<Variant> variant) noexcept {
 
 }  // namespace
 
-void MultiplyRows(std::uint32_t n,
-                  std::size_t width,
-                  const double* matrix,
-                  const double* w,
-                  double* y,
-                  std::optional<Variant> variant) {
-  Chosen(variant).rows(n, width, matrix, w, y);
+void MultiplyScattered(std::uint32_t n,
+                       std::span<const ScatteredBlock> blocks,
+                       const double* matrix,
+                       std::size_t width,
+                       double* y,
+                       std::optional<Variant> variant) {
+  Chosen(variant).scattered(n, blocks, matrix, width, y);
+}
+
+void MultiplyIntoRuns(std::uint32_t n,
+                      std::span<const ScatteredRun> runs,
+                      const double* matrix,
+                      std::size_t width,
+                      const double* y,
+                      std::optional<Variant> variant) {
+  Chosen(variant).intoRuns(n, runs, matrix, width, y);
+}
+
+void SubtractCombined(std::uint32_t n,
+                      std::span<const ScatteredRun> runs,
+                      std::size_t width,
+                      const double* y,
+                      const double* factors,
+                      std::optional<Variant> variant) {
+  Chosen(variant).combine(n, runs, width, y, factors);
+}
+
+void MultiplyVector(std::uint32_t n,
+                    std::span<const ScatteredRun> runs,
+                    std::size_t width,
+                    const double* y,
+                    double* dots,
+                    std::optional<Variant> variant) {
+  Chosen(variant).vector(n, runs, width, y, dots);
 }
 
 void AddProducts(std::span<const ProductBlock> blocks,
                  const ProductRows& rows,
                  std::optional<Variant> variant) {
   Chosen(variant).products(blocks, rows);
+}
+
+void AddToLeading(const LeadingProducts& products,
+                  const ProductRows& rows,
+                  const double* misclosures,
+                  std::optional<Variant> variant) {
+  Chosen(variant).leading(products, rows, misclosures);
+}
+
+void ComputeNormals(GatheredRows& rows, std::optional<Variant> variant) {
+  Chosen(variant).normals(rows);
 }
 
 void SubtractShares(const LeadingBlocks& blocks,

@@ -2,6 +2,7 @@
 
 #include "linalg/dense_kernels.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -42,13 +43,52 @@ struct LeadingBlocks {
 // written there. A variant is given by tests only; without it the machine's best one runs.
 inline constexpr std::size_t kReadBeyond = 4;
 
-// y = M w for n rows of `width` columns.
-void MultiplyRows(std::uint32_t n,
-                  std::size_t width,
-                  const double* matrix,
-                  const double* w,
-                  double* y,
-                  std::optional<dense::Variant> variant = {});
+// A block of n rows by `size` columns, by rows, that gives columns of a wider one.
+struct ScatteredBlock {
+  const double* from;
+  std::uint32_t first;  // column there
+  std::uint32_t size;
+};
+
+// y = M w for the w of n rows of `width` columns whose columns are those of the blocks.
+void MultiplyScattered(std::uint32_t n,
+                       std::span<const ScatteredBlock> blocks,
+                       const double* matrix,
+                       std::size_t width,
+                       double* y,
+                       std::optional<dense::Variant> variant = {});
+
+// A run of columns of Y, and what stands somewhere else for it.
+struct ScatteredRun {
+  double* to;
+  std::uint32_t first;  // column
+  std::uint32_t size;
+};
+
+// The product M y of n rows of `width` columns, run by run: each one by rows at its place.
+void MultiplyIntoRuns(std::uint32_t n,
+                      std::span<const ScatteredRun> runs,
+                      const double* matrix,
+                      std::size_t width,
+                      const double* y,
+                      std::optional<dense::Variant> variant = {});
+
+// to(c) -= sum over i of factors(i) y(i, c) for n rows of `width` columns, at the places of the
+// runs.
+void SubtractCombined(std::uint32_t n,
+                      std::span<const ScatteredRun> runs,
+                      std::size_t width,
+                      const double* y,
+                      const double* factors,
+                      std::optional<dense::Variant> variant = {});
+
+// dots(i) = sum over c of y(i, c) x(c), with x at the places of the runs.
+void MultiplyVector(std::uint32_t n,
+                    std::span<const ScatteredRun> runs,
+                    std::size_t width,
+                    const double* y,
+                    double* dots,
+                    std::optional<dense::Variant> variant = {});
 
 // reduced -= W^T Y at the places of all pairs.
 void SubtractShares(const LeadingBlocks& blocks,
@@ -104,6 +144,47 @@ struct ProductRows {
 void AddProducts(std::span<const ProductBlock> blocks,
                  const ProductRows& rows,
                  std::optional<dense::Variant> variant = {});
+
+// The blocks of one leading group of n unknowns that an observation adds to, by rows: its own, n by
+// n, and its couplings with up to kMostCouplings other groups, n by the other's size.
+struct LeadingProducts {
+  static constexpr std::uint32_t kMostCouplings = 3;
+  struct Coupling {
+    double* to;
+    std::uint32_t first;  // of the group's run of columns
+    std::uint32_t size;
+  };
+
+  std::uint32_t n;
+  std::uint32_t first;  // of its run of columns
+  double* own;
+  double* rhs;
+  std::uint32_t couplings;
+  std::array<Coupling, kMostCouplings> coupling;
+};
+
+// own += sum over r of weight(r) a(r) a(r)^T, the couplings likewise, and
+// rhs += sum over r of weight(r) a(r) misclosure(r)
+void AddToLeading(const LeadingProducts& products,
+                  const ProductRows& rows,
+                  const double* misclosures,
+                  std::optional<dense::Variant> variant = {});
+
+// The equations of several observations one below the other: `count` rows of `width` columns, and
+// what they add up to: normals(p, q) = sum over k of weight(k) a(k, p) a(k, q) for q <= p. What
+// stands elsewhere in the first rows of `normals` is undefined; of `a` as many columns are read.
+struct GatheredRows {
+  static constexpr std::uint32_t kMost = 64;
+  static constexpr std::uint32_t kMostColumns = 32;
+  static constexpr std::uint32_t kStride = 40;
+
+  std::uint32_t count = 0;
+  std::uint32_t width = 0;
+  std::array<double, kMost> weights{};
+  std::array<double, std::size_t{kMost} * kStride> a{};
+  std::array<double, std::size_t{kStride} * kStride> normals{};
+};
+void ComputeNormals(GatheredRows& rows, std::optional<dense::Variant> variant = {});
 
 // A block of the cofactors, by rows, for two runs of an observation's columns.
 struct FormBlock {

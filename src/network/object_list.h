@@ -1,7 +1,8 @@
 #pragma once
 
+#include "network/id_index.h"
+
 #include <cstdint>
-#include <map>
 #include <utility>
 #include <vector>
 
@@ -80,7 +81,7 @@ class IndexedList : public ObjectList<T> {
   T& Add(const T& object) {
     T& added = ObjectList<T>::Add(object);
     try {
-      fPositions[added.Id()] = this->Count() - 1;
+      fPositions.Set(added.Id(), this->Count() - 1);
     } catch (...) {
       this->DropLast();
       throw;
@@ -88,16 +89,18 @@ class IndexedList : public ObjectList<T> {
     return added;
   }
 
-  [[nodiscard]] bool Contains(std::uint32_t id) const { return fPositions.contains(id); }
+  [[nodiscard]] bool Contains(std::uint32_t id) const noexcept {
+    return fPositions.Find(id) != IdIndex::kNone;
+  }
 
   // The object that the index knows by this id, or null.
-  [[nodiscard]] T* Find(std::uint32_t id) {
-    const auto entry = fPositions.find(id);
-    return entry == fPositions.end() ? nullptr : &this->At(entry->second);
+  [[nodiscard]] T* Find(std::uint32_t id) noexcept {
+    const std::uint32_t position = fPositions.Find(id);
+    return position == IdIndex::kNone ? nullptr : &this->At(position);
   }
 
  private:
-  std::map<std::uint32_t, std::uint32_t> fPositions;
+  IdIndex fPositions;
 };
 
 }  // namespace vermo

@@ -18,10 +18,6 @@ RadialJacobian RadialDerivatives(const Verzeichnung& v, double k1, double k2, do
       k1 * p + 2.0 * k2 * v.r2 * p + 3.0 * k3 * v.r4 * p};
 }
 
-RadialJacobian operator+(const RadialJacobian& a, const RadialJacobian& b) noexcept {
-  return {a.gx + b.gx, a.gy + b.gy, a.gxy + b.gxy};
-}
-
 }  // namespace
 
 void Verzeichnung::SetParameters(const DataIor& ior) noexcept {
@@ -50,16 +46,31 @@ ImagePoint Verzeichnung::Correction() const noexcept {
 }
 
 ImageJacobian Verzeichnung::CorrectionJacobian() const noexcept {
-  RadialJacobian g = RadialDerivatives(*this, a1, a2, a3);
+  double k1 = a1;
+  double k2 = a2;
+  double k3 = a3;
   if (z != 0.0) {
     const double zz = z * z;
-    g = g + RadialDerivatives(*this, az1 / z, az2 / z, az3 / z) +
-        RadialDerivatives(*this, e1 / zz, e2 / zz, e3 / zz);
+    k1 += az1 / z + e1 / zz;
+    k2 += az2 / z + e2 / zz;
+    k3 += az3 / z + e3 / zz;
   }
+  const RadialJacobian g = RadialDerivatives(*this, k1, k2, k3);
   return {g.gx + 6.0 * b1 * x + 2.0 * b2 * y + c1,
           g.gxy + 2.0 * b2 * x + 2.0 * b1 * y + c2,
           g.gxy + 2.0 * b2 * x + 2.0 * b1 * y,
           g.gy + 6.0 * b2 * y + 2.0 * b1 * x};
+}
+
+ImagePoint ProjectIntoImage(
+    const DataIor& ior, const ImageFrame& frame, double px, double py, double pz) noexcept {
+  const double ck = ior.Calibration()[DataIor::kCk];
+  Verzeichnung verzeichnung;
+  verzeichnung.SetParameters(ior);
+  verzeichnung.SetPoint(ck * px / pz, ck * py / pz, pz);
+  const ImagePoint correction = verzeichnung.Correction();
+  return {(verzeichnung.x + correction.x) / ck * frame.cp + frame.xh,
+          (verzeichnung.y + correction.y) / ck * frame.cp + frame.yh};
 }
 
 KameraModell::KameraModell(

@@ -57,6 +57,11 @@ struct ImageFrame {
   double cp, xh, yh;
 };
 
+// The image coordinate of a point (X, Y, Z) of the camera frame without coefficients: that of
+// KameraModell, bit for bit.
+ImagePoint ProjectIntoImage(
+    const DataIor& ior, const ImageFrame& frame, double px, double py, double pz) noexcept;
+
 // An image coordinate with all its coefficients at one point (X, Y, Z) of the camera frame:
 //   x = Ck X / Z, y = Ck Y / Z, image point = ((x + dx) / Ck Cp + Hx, (y + dy) / Ck Cp + Hy)
 // with Cp, Hx, Hy of the camera or of the projection. There is no guard against Z = 0.

@@ -150,6 +150,9 @@ class TMessung : public Messung {
   // Component i has been evaluated: its equation is complete and its residual known.
   void AppendComponent(EquationBlock& equations, std::uint32_t i, double misclosure) noexcept {
     equations.Append(misclosure, fWerte[i].EffectiveWeight());
+    StoreResiduum(i, misclosure);
+  }
+  void StoreResiduum(std::uint32_t i, double misclosure) noexcept {
     fWerte[i].SetResiduum(-misclosure);
   }
 

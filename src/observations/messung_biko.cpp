@@ -172,9 +172,30 @@ bool MessungBiko::IsUsable() const {
          (fProjektion == nullptr || fProjektion->IsActive()) && fIor->IsActive();
 }
 
+// The coefficients are not asked for.
 bool MessungBiko::EvaluateImagePoint(ImagePointPair& point) {
-  EquationBlock equations;
-  if (!ObservationEquations(equations)) return false;
+  if (!IsActive() || !IsConnected()) return false;
+  const bool isPlain = fEorBasis == nullptr && fPunkt->ReferenceEor() == nullptr;
+  ostra_bundle::VektorD<3> camera;
+  const DataProjektion* projektion = fEor->Projektion();
+  if (isPlain) {
+    camera = ostra_bundle::MultiplyTransposed(
+        fEor->fRotation, ostra_bundle::Subtract(fPunkt->Current(), fEor->fTranslation));
+  } else {
+    const PointNode node(*fPunkt);
+    const IntoImageNode intoEor(*fEor, node.Root());
+    std::optional<IntoImageNode> intoBasis;
+    const MatObject<ostra_bundle::VektorD<3>>* root = intoEor.Root();
+    if (fEorBasis != nullptr) {
+      root = intoBasis.emplace(*fEorBasis, root).Root();
+      projektion = fEorBasis->Projektion();
+    }
+    root->Value(camera);
+  }
+  const ImagePoint computed =
+      ProjectIntoImage(*fIor, FrameOf(*fIor, projektion), camera[0], camera[1], camera[2]);
+  StoreResiduum(0, (*this)[0] - computed.x);
+  StoreResiduum(1, (*this)[1] - computed.y);
   point = {
       (*this)[0], (*this)[1], (*this)[0] + Wert(0).Residuum(), (*this)[1] + Wert(1).Residuum()};
   return true;

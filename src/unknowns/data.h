@@ -38,7 +38,10 @@ class Data {
   virtual void ResetUnknowns();
 
   // Appends the observation; once per link.
-  virtual void AddMessung(LinkedObservation* messung) { fMessungen.push_back(messung); }
+  virtual void AddMessung(LinkedObservation* messung) {
+    if (fMessungen.capacity() == 0) fMessungen.reserve(kMessungenExpected);
+    fMessungen.push_back(messung);
+  }
 
   // Linked observations of exactly this kind that are active and not rejected.
   [[nodiscard]] virtual std::uint32_t CountMessungen(MessungKind kind) const;
@@ -120,6 +123,7 @@ class Data {
   static constexpr std::uint32_t kVariable = 1U << 1U;
   // Most points have no more.
   static constexpr std::size_t kFetched = 8;
+  static constexpr std::size_t kMessungenExpected = 8;
 
   void SetFlag(std::uint32_t flag, bool on) noexcept {
     fDataFlags = on ? (fDataFlags | flag) : (fDataFlags & ~flag);

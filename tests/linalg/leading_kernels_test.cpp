@@ -131,24 +131,231 @@ std::vector<double> DrawInverse(const Layout& layout, Draw& draw, std::vector<do
   return q;
 }
 
-TEST(LeadingKernels, MultiplyRowsIsThePlainProduct) {
+// Columns cut into runs of 1 to 16, and where each of them has its block.
+struct Runs {
+  struct Run {
+    std::uint32_t first;
+    std::uint32_t size;
+    std::size_t offset;
+  };
+  std::vector<Run> runs;
+  std::uint32_t width = 0;
+  std::size_t elements = 0;  // of all blocks of n rows
+
+  Runs(std::uint32_t n, Draw& draw) {
+    for (std::uint32_t count = draw.Below(8); count > 0; --count) {
+      const std::uint32_t size = 1 + draw.Below(16);
+      runs.push_back({width, size, 0});
+      width += size;
+    }
+    // The places have an order of their own.
+    for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+      run->offset = elements;
+      elements += std::size_t{n} * run->size;
+    }
+  }
+
+  [[nodiscard]] std::vector<ScatteredBlock> Blocks(const double* base) const {
+    std::vector<ScatteredBlock> blocks;
+    for (const Run& run : runs) blocks.push_back({base + run.offset, run.first, run.size});
+    return blocks;
+  }
+  [[nodiscard]] std::vector<ScatteredRun> At(double* base) const {
+    std::vector<ScatteredRun> places;
+    for (const Run& run : runs) places.push_back({base + run.offset, run.first, run.size});
+    return places;
+  }
+};
+
+TEST(LeadingKernels, ScatteredBlocksAreMultipliedIntoOne) {
   Draw draw(1);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (std::size_t width = 0; width <= 40; ++width) {
+    for (int repeat = 0; repeat < 40; ++repeat) {
+      const Runs runs(n, draw);
+      const std::size_t width = runs.width;
       const std::vector<double> matrix = draw.Block(std::size_t{n} * n);
-      const std::vector<double> w = draw.Block(n * width);
+      const std::vector<double> w = draw.Block(runs.elements);
       const std::vector<double> before = draw.Block(n * width);
       std::vector<double> expected = Zeros(n * width);
-      for (std::uint32_t i = 0; i < n; ++i)
-        for (std::uint32_t k = 0; k < n; ++k)
-          for (std::size_t c = 0; c < width; ++c)
-            expected[i * width + c] += matrix[i * n + k] * w[k * width + c];
-      ExpectAlike(before, expected, "MultiplyRows", [&](Variant variant, double* y) {
-        MultiplyRows(n, width, matrix.data(), w.data(), y, variant);
+      for (const Runs::Run& run : runs.runs)
+        for (std::uint32_t i = 0; i < n; ++i)
+          for (std::uint32_t c = 0; c < run.size; ++c)
+            for (std::uint32_t k = 0; k < n; ++k)
+              expected[i * width + run.first + c] +=
+                  matrix[i * n + k] * w[run.offset + std::size_t{k} * run.size + c];
+      const std::vector<ScatteredBlock> blocks = runs.Blocks(w.data());
+      ExpectAlike(before, expected, "MultiplyScattered", [&](Variant variant, double* y) {
+        MultiplyScattered(n, blocks, matrix.data(), width, y, variant);
       });
       std::vector<double> best = before;
-      MultiplyRows(n, width, matrix.data(), w.data(), best.data());
-      ExpectNear(best, expected, "MultiplyRows");
+      MultiplyScattered(n, blocks, matrix.data(), width, best.data());
+      ExpectNear(best, expected, "MultiplyScattered");
+    }
+}
+
+TEST(LeadingKernels, AProductGoesRunByRunToItsPlaces) {
+  Draw draw(5);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (int repeat = 0; repeat < 40; ++repeat) {
+      const Runs runs(n, draw);
+      const std::size_t width = runs.width;
+      const std::vector<double> matrix = draw.Block(std::size_t{n} * n);
+      const std::vector<double> y = draw.Block(n * width);
+      const std::vector<double> before = draw.Block(runs.elements);
+      std::vector<double> expected = Zeros(runs.elements);
+      for (const Runs::Run& run : runs.runs)
+        for (std::uint32_t i = 0; i < n; ++i)
+          for (std::uint32_t c = 0; c < run.size; ++c)
+            for (std::uint32_t k = 0; k < n; ++k)
+              expected[run.offset + std::size_t{i} * run.size + c] +=
+                  matrix[i * n + k] * y[k * width + run.first + c];
+      ExpectAlike(before, expected, "MultiplyIntoRuns", [&](Variant variant, double* to) {
+        MultiplyIntoRuns(n, runs.At(to), matrix.data(), width, y.data(), variant);
+      });
+      std::vector<double> best = before;
+      MultiplyIntoRuns(n, runs.At(best.data()), matrix.data(), width, y.data());
+      ExpectNear(best, expected, "MultiplyIntoRuns");
+    }
+}
+
+TEST(LeadingKernels, ACombinationOfRowsIsSubtractedAtThePlacesOfTheRuns) {
+  Draw draw(6);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (int repeat = 0; repeat < 40; ++repeat) {
+      const Runs runs(1, draw);
+      const std::size_t width = runs.width;
+      const std::vector<double> y = draw.Block(n * width);
+      const std::vector<double> factors = draw.Block(n);
+      const std::vector<double> before = draw.Block(runs.elements);
+      std::vector<double> expected = before;
+      for (const Runs::Run& run : runs.runs)
+        for (std::uint32_t c = 0; c < run.size; ++c)
+          for (std::uint32_t i = 0; i < n; ++i)
+            expected[run.offset + c] -= factors[i] * y[i * width + run.first + c];
+      ExpectAlike(before, expected, "SubtractCombined", [&](Variant variant, double* to) {
+        SubtractCombined(n, runs.At(to), width, y.data(), factors.data(), variant);
+      });
+      std::vector<double> best = before;
+      SubtractCombined(n, runs.At(best.data()), width, y.data(), factors.data());
+      ExpectNear(best, expected, "SubtractCombined");
+    }
+}
+
+TEST(LeadingKernels, RowsTimesAVectorInPiecesAreTheDotProducts) {
+  Draw draw(7);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (int repeat = 0; repeat < 40; ++repeat) {
+      const Runs runs(1, draw);
+      const std::size_t width = runs.width;
+      const std::vector<double> y = draw.Block(n * width);
+      std::vector<double> x = draw.Block(runs.elements);
+      const std::vector<double> before = draw.Block(n);
+      std::vector<double> expected = Zeros(n);
+      for (const Runs::Run& run : runs.runs)
+        for (std::uint32_t i = 0; i < n; ++i)
+          for (std::uint32_t c = 0; c < run.size; ++c)
+            expected[i] += y[i * width + run.first + c] * x[run.offset + c];
+      ExpectAlike(before, expected, "MultiplyVector", [&](Variant variant, double* dots) {
+        MultiplyVector(n, runs.At(x.data()), width, y.data(), dots, variant);
+      });
+      std::vector<double> best = before;
+      MultiplyVector(n, runs.At(x.data()), width, y.data(), best.data());
+      ExpectNear(best, expected, "MultiplyVector");
+    }
+}
+
+TEST(LeadingKernels, ARayAddsToTheBlocksOfItsLeadingGroupOnly) {
+  Draw draw(8);
+  for (std::uint32_t n = 1; n <= 6; ++n)
+    for (std::uint32_t components = 1; components <= 3; ++components)
+      for (int repeat = 0; repeat < 20; ++repeat) {
+        struct Other {
+          std::uint32_t first, size;
+          std::size_t offset;
+        };
+        // The leading group's columns stand before, between or behind the others'.
+        const std::uint32_t count = draw.Below(LeadingProducts::kMostCouplings + 1);
+        const std::uint32_t place = draw.Below(count + 1);
+        std::vector<Other> others;
+        std::uint32_t width = 0;
+        std::uint32_t lead = 0;
+        // Own block, right-hand side, couplings.
+        std::size_t elements = std::size_t{n} * n + n;
+        for (std::uint32_t k = 0; k <= count; ++k) {
+          if (k == place) {
+            lead = width;
+            width += n;
+          }
+          if (k == count) break;
+          const std::uint32_t size = 1 + draw.Below(16);
+          others.push_back({width, size, elements});
+          width += size;
+          elements += std::size_t{n} * size;
+        }
+        const std::vector<double> a = draw.Block(components * std::size_t{width});
+        const std::vector<double> weights = draw.Block(components);
+        const std::vector<double> misclosures = draw.Block(components);
+        const ProductRows rows{components, a.data(), width, weights.data()};
+        const std::vector<double> before = draw.Block(elements);
+        std::vector<double> expected = before;
+        for (std::uint32_t r = 0; r < components; ++r) {
+          const double* row = a.data() + r * std::size_t{width};
+          for (std::uint32_t p = 0; p < n; ++p) {
+            const double weighted = weights[r] * row[lead + p];
+            for (std::uint32_t q = 0; q < n; ++q) expected[p * n + q] += weighted * row[lead + q];
+            expected[std::size_t{n} * n + p] += weighted * misclosures[r];
+            for (const Other& other : others)
+              for (std::uint32_t q = 0; q < other.size; ++q)
+                expected[other.offset + std::size_t{p} * other.size + q] +=
+                    weighted * row[other.first + q];
+          }
+        }
+        const auto productsAt = [&](double* to) {
+          LeadingProducts products{n, lead, to, to + std::size_t{n} * n, count, {}};
+          for (std::uint32_t k = 0; k < count; ++k)
+            products.coupling[k] = {to + others[k].offset, others[k].first, others[k].size};
+          return products;
+        };
+        ExpectAlike(before, expected, "AddToLeading", [&](Variant variant, double* to) {
+          AddToLeading(productsAt(to), rows, misclosures.data(), variant);
+        });
+        std::vector<double> best = before;
+        AddToLeading(productsAt(best.data()), rows, misclosures.data());
+        ExpectNear(best, expected, "AddToLeading");
+      }
+}
+
+TEST(LeadingKernels, GatheredRowsGiveTheirNormalsOnAndBelowTheDiagonal) {
+  Draw draw(9);
+  constexpr std::size_t kStride = GatheredRows::kStride;
+  for (std::uint32_t width = 1; width <= GatheredRows::kMostColumns; ++width)
+    for (const std::uint32_t count : {1U, 2U, 7U, GatheredRows::kMost}) {
+      GatheredRows rows;
+      rows.a.fill(kBeyond);
+      rows.count = count;
+      rows.width = width;
+      std::vector<double> expected = Zeros(std::size_t{width} * width);
+      for (std::uint32_t k = 0; k < count; ++k) {
+        double* row = rows.a.data() + k * kStride;
+        rows.weights[k] = draw.Uniform();
+        for (std::uint32_t c = 0; c < width; ++c) row[c] = draw.Uniform();
+        for (std::uint32_t p = 0; p < width; ++p)
+          for (std::uint32_t q = 0; q <= p; ++q)
+            expected[p * width + q] += rows.weights[k] * row[p] * row[q];
+      }
+      const auto take = [&](GatheredRows& from, double* to) {
+        for (std::uint32_t p = 0; p < width; ++p)
+          for (std::uint32_t q = 0; q <= p; ++q) to[p * width + q] = from.normals[p * kStride + q];
+      };
+      const std::vector<double> before = Zeros(std::size_t{width} * width);
+      ExpectAlike(before, expected, "ComputeNormals", [&](Variant variant, double* to) {
+        ComputeNormals(rows, variant);
+        take(rows, to);
+      });
+      std::vector<double> best = before;
+      ComputeNormals(rows);
+      take(rows, best.data());
+      ExpectNear(best, expected, "ComputeNormals");
     }
 }
 

@@ -1,0 +1,373 @@
+// Which blocks there are, learnt from the groups that meet, and where they lie in memory.
+
+#include "linalg/block_system.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace vermo {
+namespace {
+
+// Room for so many meetings of a group is made; what is not used is not touched.
+constexpr std::size_t kMeetingsExpected = 16;
+// So many trailing groups that a table of all their pairs is small beside the rest.
+constexpr std::size_t kMostKnownBlocks = 1200;
+
+}  // namespace
+
+void BlockSystem::SetLayout(const SystemLayout& layout) {
+  if (layout == fLayout) return;
+  fLayout = layout;
+  fIsNew = true;
+}
+
+void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
+  fUnknowns = unknowns;
+  fSize = unknowns + multipliers;
+  if (fLayout.starts.empty() || fLayout.starts.back() != fSize) {
+    // Nobody told: every column stands for itself.
+    SystemLayout columns;
+    for (std::uint32_t i = 0; i <= fSize; ++i) columns.starts.push_back(i);
+    SetLayout(columns);
+  }
+  if (fIsNew) {
+    fIsNew = false;
+    fStored = {};
+    fGroups.clear();
+    fGroupOf.assign(fSize, 0);
+    for (std::uint32_t g = 0; g + 1 < fLayout.starts.size(); ++g) {
+      const std::uint32_t end = fLayout.starts[g + 1];
+      for (std::uint32_t start = fLayout.starts[g]; start < end; start += kLargestBlock) {
+        Group group;
+        group.start = start;
+        group.size = std::min(end - start, kLargestBlock);
+        group.leads = g < fLayout.leading && group.size <= kLargestLeading;
+        group.isMultiplier = start >= unknowns;
+        for (std::uint32_t i = 0; i < group.size; ++i)
+          fGroupOf[start + i] = static_cast<std::uint32_t>(fGroups.size());
+        fGroups.push_back(group);
+      }
+    }
+    const std::size_t count = fGroups.size();
+    fForcedRoot.assign(count, false);
+    ForgetMeetings();
+    fArranged = false;
+    fValues.clear();
+  }
+  if (fIsDiagonal) ArrangeDiagonal();
+  fComplete = fArranged;
+  fNextPlan = fNextForm = fNextStored = fCouplingsTold = 0;
+  fGathering->rows.count = 0;
+  fGathering->count = 0;
+  fHasCross = false;
+  fDemoted = false;
+  if (!fIsZero) std::ranges::fill(fValues, 0.0);
+  fIsZero = false;
+  fRhs.assign(fSize, 0.0);
+  fSolution.assign(fSize, 0.0);
+  fDiagonal.assign(fSize, 0.0);
+}
+
+void BlockSystem::ArrangeDiagonal() {
+  std::size_t values = 0;
+  for (Group& group : fGroups) {
+    group.diagonal = values;
+    values += std::size_t{group.size} * group.size;
+  }
+  fValues.resize(values + kReadBeyond);
+  fArranged = false;
+  // The next whole system is laid out afresh.
+  fIsNew = true;
+}
+
+void BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
+  if (a == b) return;
+  fComplete = false;
+  fArranged = false;
+  const Pairing pairing = PairingOf(a, b);
+  // Observations of one image follow each other.
+  const Meeting meeting{pairing.from, pairing.to};
+  if (meeting == fLastTrailing) return;
+  if (!fGroups[pairing.from].leads) {
+    fLastTrailing = meeting;
+  } else if (!fHasMet[pairing.from]) {
+    fHasMet[pairing.from] = true;
+    fOrderOfMeeting.push_back(pairing.from);
+  }
+  fMeetings.push_back(meeting);
+}
+
+void BlockSystem::ForgetMeetings() {
+  fMeetings.clear();
+  fMeetings.reserve(kMeetingsExpected * fGroups.size());
+  fMet.clear();
+  fMetBy.assign(fGroups.size() + 1, 0);
+  fLastTrailing = {};
+  fHasMet.assign(fGroups.size(), false);
+  fOrderOfMeeting.clear();
+}
+
+// Sorts what was recorded by the group that keeps the block (a counting sort), then each group's.
+void BlockSystem::SortMeetings() {
+  for (std::uint32_t g = 0; g + 1 < fMetBy.size(); ++g)
+    for (const Met& met : MetBy(g)) fMeetings.push_back({g, met.group});
+  std::vector<std::size_t> place(fGroups.size() + 1, 0);
+  for (const Meeting& meeting : fMeetings) ++place[meeting.from + 1];
+  for (std::size_t g = 1; g < place.size(); ++g) place[g] += place[g - 1];
+  std::vector<Met> sorted(fMeetings.size());
+  std::uint32_t rank = 0;
+  for (const Meeting& meeting : fMeetings) sorted[place[meeting.from]++] = {meeting.to, rank++};
+  fRanks = fMeetings.size();
+  fMeetings.clear();
+  fMeetings.shrink_to_fit();
+  fLastTrailing = {};
+  fMet.clear();
+  auto first = sorted.begin();
+  for (std::size_t g = 0; g < fGroups.size(); ++g) {
+    const auto end = sorted.begin() + static_cast<std::ptrdiff_t>(place[g]);
+    // The first one of several stays.
+    std::sort(first, end);
+    fMetBy[g] = fMet.size();
+    std::unique_copy(first, end, std::back_inserter(fMet), [](const Met& a, const Met& b) {
+      return a.group == b.group;
+    });
+    first = end;
+  }
+  fMetBy.back() = fMet.size();
+}
+
+BlockSystem::Pairing BlockSystem::PairingOf(std::uint32_t a, std::uint32_t b) const noexcept {
+  // Of a pair the leading group keeps the block, of two trailing groups the first.
+  const bool aKeeps = fGroups[a].leads || (!fGroups[b].leads && a < b);
+  return aKeeps ? Pairing{a, b, false} : Pairing{b, a, true};
+}
+
+std::size_t BlockSystem::OffsetOf(std::uint32_t a, std::uint32_t b) const {
+  if (!fArranged) return kNoOffset;
+  const Pairing pairing = PairingOf(a, b);
+  const Link* link = FindLink(pairing.from, pairing.to);
+  return link != nullptr ? link->offset : kNoOffset;
+}
+
+const BlockSystem::Link* BlockSystem::FindLink(std::uint32_t from, std::uint32_t to) const {
+  const std::span<const Link> links = LinksOf(fGroups[from]);
+  const auto link = std::ranges::lower_bound(links, fGroups[to].order, {}, &Link::order);
+  return link != links.end() && link->group == to ? &*link : nullptr;
+}
+
+void BlockSystem::Couple(std::span<const std::uint32_t> columns) {
+  ++fCouplingsTold;
+  for (std::size_t i = 0; i < columns.size(); ++i)
+    for (std::size_t j = 0; j < i; ++j) {
+      const std::uint32_t a = fGroupOf[columns[i]];
+      const std::uint32_t b = fGroupOf[columns[j]];
+      if (a == b) continue;
+      if (fGroups[a].leads && fGroups[b].leads) Demote(a);
+      Record(a, b);
+    }
+}
+
+void BlockSystem::Demote(std::uint32_t group) {
+  if (!fGroups[group].leads) return;
+  fGroups[group].leads = false;
+  fComplete = false;
+  fArranged = false;
+  fStored = {};
+  fDemoted = true;
+  // Its links change sides: they are learnt afresh.
+  ForgetMeetings();
+}
+
+bool BlockSystem::Seal() {
+  AddGathered();
+  if (fIsDiagonal) return true;
+  if (fComplete) return InvertLeading();
+  // After a demotion the links of this assembly are not all known.
+  if (!fDemoted) {
+    SortMeetings();
+    ArrangeReduced();
+    ArrangeBlocks();
+    ArrangePairs();
+    fArranged = true;
+  }
+  return false;
+}
+
+void BlockSystem::ArrangeReduced() {
+  fTrailing.clear();
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g) {
+    fGroups[g].trailing = kNone;
+    if (fGroups[g].leads) continue;
+    fGroups[g].trailing = static_cast<std::uint32_t>(fTrailing.size());
+    fTrailing.push_back(g);
+  }
+  const auto blocks = static_cast<std::uint32_t>(fTrailing.size());
+  BlockPattern pattern(blocks);
+  std::vector<std::uint32_t> sizes(blocks);
+  std::vector<bool> isRoot(blocks);
+  for (std::uint32_t t = 0; t < blocks; ++t) {
+    sizes[t] = fGroups[fTrailing[t]].size;
+    isRoot[t] = fGroups[fTrailing[t]].isMultiplier || fForcedRoot[fTrailing[t]];
+  }
+  // Which leading groups a trailing one meets; through them it meets others.
+  std::vector<std::vector<std::uint32_t>> leadersOf(blocks);
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g)
+    for (const Met& met : MetBy(g)) {
+      const std::uint32_t t = fGroups[met.group].trailing;
+      if (fGroups[g].leads) {
+        leadersOf[t].push_back(g);
+      } else {
+        pattern[t].push_back(fGroups[g].trailing);
+        pattern[fGroups[g].trailing].push_back(t);
+      }
+    }
+  std::vector<std::uint32_t> seenBy(blocks, kNone);
+  for (std::uint32_t t = 0; t < blocks; ++t) {
+    seenBy[t] = t;
+    std::vector<std::uint32_t> met;
+    const auto meet = [&](std::uint32_t other) {
+      if (seenBy[other] == t) return;
+      seenBy[other] = t;
+      met.push_back(other);
+    };
+    for (const std::uint32_t other : pattern[t]) meet(other);
+    for (const std::uint32_t leader : leadersOf[t])
+      for (const Met& other : MetBy(leader)) meet(fGroups[other.group].trailing);
+    std::ranges::sort(met);
+    pattern[t] = std::move(met);
+  }
+  fReduced.Arrange(pattern, sizes, isRoot);
+}
+
+// The diagonal blocks come first, as some passes read nothing else. Leading groups stand in the
+// order in which observations first meet them, and so do their couplings with others: observations
+// then find most of what they need close to what the ones before needed. A group's links are in the
+// order of the reduced system, so that neighbours there are neighbours here.
+void BlockSystem::ArrangeBlocks() {
+  fStored = {};
+  fLastPair = {};
+  fPlans.clear();
+  fPlans.reserve(fCouplingsTold);
+  fStoredPlans.clear();
+  fLinks.clear();
+  fLinks.reserve(fMet.size());
+  fLeading = fOrderOfMeeting;
+  for (std::uint32_t g = 0; g < fGroups.size(); ++g)
+    if (fGroups[g].leads && !fHasMet[g]) fLeading.push_back(g);
+  std::vector<std::uint32_t> order = fLeading;
+  order.insert(order.end(), fTrailing.begin(), fTrailing.end());
+  std::size_t values = 0;
+  for (const std::uint32_t g : order) {
+    Group& group = fGroups[g];
+    group.diagonal = values;
+    values += std::size_t{group.size} * group.size;
+    if (!group.leads) group.order = fReduced.Order(group.trailing);
+  }
+  const std::size_t diagonals = values;
+  std::size_t widest = 0;  // elements
+  std::size_t mostLinks = 0;
+  std::vector<std::uint32_t> linkOf(fRanks, kNone);  // of a meeting
+  for (const std::uint32_t g : order) {
+    Group& group = fGroups[g];
+    group.firstLink = static_cast<std::uint32_t>(fLinks.size());
+    group.links = static_cast<std::uint32_t>(MetBy(g).size());
+    for (const Met& met : MetBy(g))
+      fLinks.push_back({met.rank,
+                        met.group,
+                        fGroups[met.group].order,
+                        0,
+                        static_cast<std::uint16_t>(fGroups[met.group].size),
+                        static_cast<std::uint16_t>(group.size)});
+    const std::span<Link> links = std::span(fLinks).subspan(group.firstLink);
+    std::ranges::sort(links, {}, &Link::order);
+    group.width = 0;
+    for (Link& link : links) {
+      linkOf[link.offset] = static_cast<std::uint32_t>(&link - fLinks.data());
+      link.column = group.width;
+      group.width += link.size;
+    }
+    if (!group.leads) continue;
+    widest = std::max(widest, std::size_t{group.size} * group.width);
+    mostLinks = std::max(mostLinks, links.size());
+  }
+  // Blocks of trailing groups, then those of leading groups.
+  const std::size_t trailingLinks =
+      fTrailing.empty() ? fLinks.size() : fGroups[fTrailing[0]].firstLink;
+  for (const bool isLeading : {false, true}) {
+    fFirstW = values;
+    for (const std::uint32_t l : linkOf) {
+      if (l == kNone || (l < trailingLinks) != isLeading) continue;
+      Link& link = fLinks[l];
+      link.offset = values;
+      values += std::size_t{link.rows} * link.size;
+    }
+  }
+  fValues.assign(values + kReadBeyond, 0.0);
+  fIsZero = true;
+  for (Working& working : fWorking)
+    for (std::vector<double>* block : {&working.v, &working.half})
+      block->assign(widest + kReadBeyond, 0.0);
+  fScattered.resize(mostLinks);
+  fRuns.resize(mostLinks);
+  fFactors.assign(diagonals, 0.0);
+  fOwnCofactors.assign(diagonals + kReadBeyond, 0.0);
+  fCross.reset();
+}
+
+void BlockSystem::ArrangePairs() {
+  fPairs.clear();
+  fJoined.clear();
+  fJoined.reserve(fLinks.size());
+  const auto pairOf = [this](std::uint32_t rows, std::uint32_t columns) -> Pair {
+    const ReducedSystem::Place place = fReduced.PlaceOf(rows, columns);
+    const bool swapped = place.rowStride != 1;
+    return {place.offset, swapped ? place.rowStride : place.columnStride, swapped};
+  };
+  // The same pairs come with thousands of points: each is looked up once.
+  const std::size_t blockCount = fTrailing.size();
+  std::vector<Pair> known;
+  if (blockCount <= kMostKnownBlocks) known.assign(blockCount * blockCount, Pair{0, 0, false});
+  const auto add = [&](std::uint32_t rows, std::uint32_t columns) {
+    if (known.empty()) {
+      fPairs.push_back(pairOf(rows, columns));
+      return;
+    }
+    Pair& pair = known[rows * blockCount + columns];
+    if (pair.stride == 0) pair = pairOf(rows, columns);
+    fPairs.push_back(pair);
+  };
+  // The couplings of a trailing group have one place each.
+  for (const std::uint32_t g : fTrailing) {
+    fGroups[g].firstPair = fPairs.size();
+    for (const Link& link : LinksOf(fGroups[g]))
+      add(fGroups[link.group].trailing, fGroups[g].trailing);
+  }
+  std::vector<std::uint32_t> blocks;  // the first of each joined link
+  for (const std::uint32_t g : fLeading) {
+    Group& group = fGroups[g];
+    group.firstPair = fPairs.size();
+    group.firstJoined = static_cast<std::uint32_t>(fJoined.size());
+    blocks.clear();
+    std::uint32_t column = 0;
+    std::uint32_t before = ReducedSystem::kNoBlock;
+    for (const Link& link : LinksOf(group)) {
+      const std::uint32_t block = fGroups[link.group].trailing;
+      if (before != ReducedSystem::kNoBlock && fReduced.AreNeighbours(before, block)) {
+        fJoined.back().size += link.size;
+      } else {
+        fJoined.push_back({column, link.size});
+        blocks.push_back(block);
+      }
+      before = block;
+      column += link.size;
+    }
+    group.joined = static_cast<std::uint32_t>(blocks.size());
+    for (std::size_t x = 0; x < blocks.size(); ++x)
+      for (std::size_t z = 0; z <= x; ++z) add(blocks[x], blocks[z]);
+  }
+  fLeaders.clear();
+  fLeaders.reserve(fLeading.size());
+  for (const std::uint32_t g : fLeading) fLeaders.push_back(fGroups[g]);
+}
+
+}  // namespace vermo
