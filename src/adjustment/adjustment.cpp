@@ -198,7 +198,7 @@ void Adjustment::ComputeAccuracy(double s0) {
   }
   double sum = 0.0;
   for (std::size_t k = 0; k < fMessungen.size(); ++k) {
-    FetchGroupsAhead(k);
+    FetchAhead(k);
     const MessungEntry& entry = fMessungen[k];
     entry.messung->ComputeRedundancy(*fSystem, fEquations);
     if (!entry.messung->IsUsed()) continue;

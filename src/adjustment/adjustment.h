@@ -101,8 +101,8 @@ class Adjustment {
   std::uint32_t Build();
   // Tells the engine which columns belong together.
   void SetLayout(std::uint32_t size);
-  // The groups of the observation that comes some places behind k.
-  void FetchGroupsAhead(std::size_t k) const;
+  // Fetches what the observations some places behind k need.
+  void FetchAhead(std::size_t k) const;
   // Tells the engine which groups share an observation or a constraint.
   void TellCouplings(std::uint32_t unknowns, std::uint32_t rows);
   // Tells the engine how far each group's rows will reach, so that no row grows while observations

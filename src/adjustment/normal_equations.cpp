@@ -34,7 +34,7 @@ std::uint32_t Adjustment::BuildNormalEquations() {
     if (fSystem->TakesReservations()) ReserveRows();
     components = 0;
     for (std::size_t k = 0; k < fMessungen.size(); ++k) {
-      FetchGroupsAhead(k);
+      FetchAhead(k);
       const MessungEntry& entry = fMessungen[k];
       if (!entry.messung->IsUsable()) entry.messung->SetActive(false);
       if (!entry.messung->IsConnected()) continue;
@@ -64,7 +64,8 @@ void Adjustment::SetLayout(std::uint32_t size) {
   fSystem->SetLayout(fLayout);
 }
 
-void Adjustment::FetchGroupsAhead(std::size_t k) const {
+void Adjustment::FetchAhead(std::size_t k) const {
+  if (k + 2 * kAhead < fMessungen.size()) fMessungen[k + 2 * kAhead].messung->Fetch();
   if (k + kAhead < fMessungen.size()) fMessungen[k + kAhead].messung->FetchGroups();
 }
 
@@ -75,7 +76,7 @@ void Adjustment::TellCouplings(std::uint32_t unknowns, std::uint32_t rows) {
   while (fSystem->WantsCouplings()) {
     fSystem->Reset(unknowns, rows - unknowns);
     for (std::size_t k = 0; k < fMessungen.size(); ++k) {
-      FetchGroupsAhead(k);
+      FetchAhead(k);
       const MessungEntry& entry = fMessungen[k];
       if (!entry.messung->IsUsed() || !entry.messung->IsUsable()) continue;
       columns.clear();

@@ -125,21 +125,21 @@ const BlockSystem::Plan* BlockSystem::NextPlan(const Spread& spread) {
   Plan& plan = fPlans[fNextPlan++];
   if (plan.count != spread.count ||
       !std::equal(plan.groups.begin(), plan.groups.begin() + plan.count, spread.groups.begin())) {
-    plan.count = spread.count;
+    plan.count = static_cast<std::uint8_t>(spread.count);
     std::copy_n(spread.groups.begin(), spread.count, plan.groups.begin());
     std::size_t* block = plan.blocks.data();
     for (std::uint32_t i = 1; i < spread.count; ++i)
       for (std::uint32_t j = 0; j < i; ++j)
         *block++ = OffsetInTurn(spread.groups[i], spread.groups[j]);
-    plan.leading = kNone;
-    plan.columns = spread.columns;
+    plan.leading = Plan::kNoLeader;
+    plan.columns = static_cast<std::uint16_t>(spread.columns);
     std::uint32_t leaders = 0;
     for (std::uint32_t i = 0; i < spread.count; ++i) {
       const Group& group = fGroups[spread.groups[i]];
       if (!group.leads) continue;
       ++leaders;
-      plan.leading = i;
-      plan.size = group.size;
+      plan.leading = static_cast<std::uint8_t>(i);
+      plan.size = static_cast<std::uint8_t>(group.size);
       plan.start = group.start;
       plan.diagonal = group.diagonal;
     }
@@ -203,7 +203,7 @@ void BlockSystem::AddRay(const Plan& plan,
 // Whether the ray before had the same trailing groups; those of this one are noted.
 bool BlockSystem::IsGathered(const Plan& plan) {
   Gathered& gathered = *fGathering;
-  bool isSame = gathered.count == plan.count - 1;
+  bool isSame = gathered.count + 1 == plan.count;
   for (std::uint32_t i = 0, k = 0; isSame && i < plan.count; ++i)
     if (i != plan.leading) isSame = gathered.groups[k++] == plan.groups[i];
   if (isSame) return true;
@@ -211,7 +211,7 @@ bool BlockSystem::IsGathered(const Plan& plan) {
   gathered.count = 0;
   for (std::uint32_t i = 0; i < plan.count; ++i)
     if (i != plan.leading) gathered.groups[gathered.count++] = plan.groups[i];
-  gathered.rows.width = plan.columns - plan.size + 1;
+  gathered.rows.width = std::uint32_t{plan.columns} - plan.size + 1;
   return false;
 }
 
@@ -311,7 +311,7 @@ void BlockSystem::AddGathered() {
 }
 
 void BlockSystem::FetchBlocks(const Plan& plan) const {
-  if (plan.leading == kNone) return;
+  if (plan.leading == Plan::kNoLeader) return;
   __builtin_prefetch(fRhs.data() + plan.start, 1);
   FetchAll(fValues.data() + plan.diagonal, std::size_t{plan.size} * plan.size);
   const std::size_t* block = plan.blocks.data();

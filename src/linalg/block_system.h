@@ -138,17 +138,17 @@ class BlockSystem final : public NormalSystem {
   // The groups of an observation and where the blocks of its pairs (1, 0), (2, 0), (2, 1) ... are.
   struct Plan {
     static constexpr std::uint32_t kGroups = 4;
-    std::uint32_t count = 0;
-    // Which of the groups leads, if one does, and what its blocks are like.
-    std::uint32_t leading = kNone;
-    std::uint32_t size = 0;
-    std::uint32_t start = 0;
-    std::uint32_t columns = 0;  // of all groups
+    static constexpr std::uint8_t kNoLeader = 0xFF;
+    std::array<std::size_t, std::size_t{kGroups} * (kGroups - 1) / 2> blocks;
+    std::array<std::uint32_t, kGroups> groups;
+    std::size_t diagonal = 0;   // block of the leading group
+    std::uint32_t start = 0;    // its first column
+    std::uint16_t columns = 0;  // of all groups
+    std::uint8_t count = 0;
+    std::uint8_t leading = kNoLeader;  // which of the groups leads
+    std::uint8_t size = 0;             // of that one
     // Its blocks are there, no other group leads, and the others' columns are few.
     bool isRay = false;
-    std::size_t diagonal = 0;
-    std::array<std::uint32_t, kGroups> groups;
-    std::array<std::size_t, std::size_t{kGroups} * (kGroups - 1) / 2> blocks;
 
     // Of the groups at places i and j < i.
     [[nodiscard]] std::size_t BlockOf(std::uint32_t i, std::uint32_t j) const noexcept {

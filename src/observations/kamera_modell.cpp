@@ -40,7 +40,8 @@ ImagePoint Verzeichnung::Correction() const noexcept {
   const double d2 = D2();
   const double d3 = D3();
   double k = a1 * d1 + a2 * d2 + a3 * d3;
-  if (z != 0.0) k += (az1 * d1 + az2 * d2 + az3 * d3) / z + (e1 * d1 + e2 * d2 + e3 * d3) / (z * z);
+  if (HasDepthTerms())
+    k += (az1 * d1 + az2 * d2 + az3 * d3) / z + (e1 * d1 + e2 * d2 + e3 * d3) / (z * z);
   return {x * k + b1 * (2.0 * x * x + r2) + 2.0 * b2 * x * y + c1 * x + c2 * y,
           y * k + b2 * (2.0 * y * y + r2) + 2.0 * b1 * x * y};
 }
@@ -49,7 +50,7 @@ ImageJacobian Verzeichnung::CorrectionJacobian() const noexcept {
   double k1 = a1;
   double k2 = a2;
   double k3 = a3;
-  if (z != 0.0) {
+  if (HasDepthTerms()) {
     const double zz = z * z;
     k1 += az1 / z + e1 / zz;
     k2 += az2 / z + e2 / zz;

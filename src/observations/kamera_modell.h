@@ -37,6 +37,11 @@ struct Verzeichnung {
     r6 = r2 * r2 * r2;
   }
 
+  // Whether terms over z count; most cameras have none, and divisions are slow.
+  [[nodiscard]] bool HasDepthTerms() const noexcept {
+    return z != 0.0 &&
+           (az1 != 0.0 || az2 != 0.0 || az3 != 0.0 || e1 != 0.0 || e2 != 0.0 || e3 != 0.0);
+  }
   // r^2k - R0^2k: zero at the normalising radius.
   [[nodiscard]] double D1() const noexcept { return r2 - r0.squared; }
   [[nodiscard]] double D2() const noexcept { return r4 - r0.fourth; }

@@ -70,7 +70,14 @@ class Messung : public LinkedObservation {
   // May leave some out: the engine then learns them from the equations.
   virtual void CollectColumns(GroupColumns& /*columns*/) const {}
 
-  // A hint that it will be evaluated soon: its groups may lie anywhere in memory.
+  // Hints that it will be evaluated soon: first the observation itself, then its groups, which may
+  // lie anywhere in memory.
+  void Fetch() const noexcept {
+    constexpr std::size_t kLine = 64;
+    constexpr std::size_t kLines = 4;
+    for (std::size_t k = 0; k < kLines; ++k)
+      __builtin_prefetch(reinterpret_cast<const char*>(this) + k * kLine, 1);
+  }
   virtual void FetchGroups() const {}
 
   // Sum of the redundancy numbers, 0 for an outlier. A component of exactly 1 is left out: that
