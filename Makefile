@@ -5,6 +5,12 @@
 #   make bench   set up, build, run the benchmarks: stages, then whole runs beside a peer
 #   make check   formatting and static analysis
 #   make asan    the suite under the address and undefined behaviour sanitizers
+#   make fuzz    fuzzes each target for FUZZ_SECONDS, two at a time
+#   make tsan    many jobs on many threads under the thread sanitizer
+#   make valgrind  the examples under valgrind, every error and every leak fatal
+#   make soak    ten thousand jobs in one process, with the memory they leave
+#   make coverage  lines and branches of src/ that the suite executes
+#   make mutation  changes operators and constants of the core and prints those nobody notices
 
 PACKAGES = g++ cmake ninja-build libcli11-dev libtomlplusplus-dev libcsv-dev \
            nlohmann-json3-dev libfmt-dev
@@ -15,6 +21,18 @@ PEER_PACKAGES = libceres-dev libopenblas-dev
 # Of cardo_compare: `make bench BENCH_OPTIONS="--network facade dome-100"` for these two alone.
 BENCH_OPTIONS =
 CHECK_PACKAGES = clang clang-format clang-tidy
+VALGRIND_PACKAGES = valgrind
+# The facade stops after this many iterations: a valgrind run takes some thirty times as long.
+VALGRIND_FACADE_ITERATIONS = 2
+SOAK_JOBS = 10000
+VALGRIND = valgrind --leak-check=full --show-leak-kinds=all --errors-for-leak-kinds=definite,possible \
+           --error-exitcode=9
+COVERAGE_PACKAGES = gcovr
+# Of mutate.py: `make mutation MUTATION_OPTIONS="--seed 7 --count 50"`.
+MUTATION_OPTIONS = --count 200
+FUZZ_PACKAGES = clang
+# For each of the four targets.
+FUZZ_SECONDS = 60
 
 SUDO := $(if $(filter 0,$(shell id -u)),,sudo)
 JOBS ?= $(shell nproc)
@@ -31,7 +49,7 @@ define install
 	fi
 endef
 
-.PHONY: demo test bench check asan tidy format-check
+.PHONY: demo test bench check asan fuzz fuzz-build fuzz-merge tsan valgrind soak coverage mutation tidy format-check
 
 demo:
 	$(call install,$(PACKAGES))
@@ -54,6 +72,57 @@ asan:
 	cmake --preset asan -DCARDO_BUNDLE_BUILD_BENCH=OFF
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan -j $(JOBS)
+
+fuzz-build:
+	$(call install,$(PACKAGES) $(FUZZ_PACKAGES))
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS)
+
+fuzz: fuzz-build
+	fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
+# What earlier calls of `make fuzz` learnt, into fuzz/corpus.
+fuzz-merge: fuzz-build
+	fuzz/run.sh build/fuzz merge
+
+tsan:
+	$(call install,$(PACKAGES) $(TEST_PACKAGES))
+	cmake --preset tsan -DCARDO_BUNDLE_BUILD_BENCH=OFF -DCARDO_BUNDLE_BUILD_CLI=OFF
+	cmake --build --preset tsan -j $(JOBS) --target test_threads
+	cd build/tsan/tests && TSAN_OPTIONS=halt_on_error=1 ./test_threads
+
+valgrind:
+	$(call install,$(PACKAGES) $(VALGRIND_PACKAGES))
+	cmake --preset release -DCARDO_BUNDLE_BUILD_TESTS=OFF -DCARDO_BUNDLE_BUILD_BENCH=OFF -B build/valgrind
+	cmake --build build/valgrind -j $(JOBS) --target cardo-bundle
+	for example in camera-calibration free-network gross-errors lines-and-planes; do \
+	  $(VALGRIND) build/valgrind/cli/cardo-bundle adjust --quiet examples/$$example \
+	    --output build/valgrind/$$example || exit 1; done
+	$(VALGRIND) build/valgrind/cli/cardo-bundle adjust --quiet examples/facade \
+	  --set max_iterations=$(VALGRIND_FACADE_ITERATIONS) --output build/valgrind/facade
+
+soak:
+	$(call install,$(PACKAGES) $(TEST_PACKAGES))
+	cmake --preset release -DCARDO_BUNDLE_BUILD_TESTS=ON
+	cmake --build --preset release -j $(JOBS) --target cardo_soak
+	build/release/tests/cardo_soak $(SOAK_JOBS)
+
+# One run for each program: counters of a program's tests are written once. Branches that the
+# compiler adds for exceptions do not count.
+coverage:
+	$(call install,$(PACKAGES) $(TEST_PACKAGES) $(COVERAGE_PACKAGES))
+	cmake --preset coverage -DCARDO_BUNDLE_BUILD_BENCH=OFF
+	cmake --build --preset coverage -j $(JOBS)
+	find build/coverage -name '*.gcda' -delete
+	cd build/coverage/tests && for program in test_*; do \
+	  if [ -f $$program ] && [ -x $$program ]; then ./$$program --gtest_brief=1 || exit 1; fi; done
+	gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches \
+	  --html-details build/coverage/index.html --txt build/coverage/branches.txt --branches \
+	  --print-summary build/coverage
+
+mutation:
+	$(call install,$(PACKAGES) $(TEST_PACKAGES) ccache python3)
+	tests/mutation/mutate.py --jobs $(JOBS) $(MUTATION_OPTIONS)
 
 bench:
 	$(call install,$(PACKAGES) $(BENCH_PACKAGES) $(PEER_PACKAGES))

@@ -18,6 +18,7 @@
 #include "table_registry.h"
 #include "timing.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <fmt/format.h>
 #include <fmt/ostream.h>
@@ -32,7 +33,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::vector<std::string> ResultNames() {
-  std::vector<std::string> names = {kSummaryName};
+  std::vector<std::string> names = {kSummaryName, kFailedProtocolName};
   for (const auto& table : MakeTables()) names.push_back(table->FileName());
   return names;
 }
@@ -52,12 +53,17 @@ void WriteSummary(const Summary& summary, ResultFiles& results) {
   file.Close();
 }
 
-// The library runs on without a protocol if it cannot write one.
-void CheckProtocolFile(const fs::path& path, const OutputPlace& place) {
+// The library runs on if it cannot write its protocol, or only a part of it.
+void CheckProtocolFile(const fs::path& path, std::uintmax_t size, const OutputPlace& place) {
   std::error_code error;
-  if (fs::exists(path, error)) return;
+  std::uintmax_t written = fs::file_size(path, error);
+  if (error) written = 0;
+  if (written == size) return;
   const fs::path wanted = place.protocol.value_or(place.folder / kProtocolName);
-  throw ResultError(fmt::format("{} cannot be written", Quoted(wanted.string())));
+  throw ResultError(fmt::format("{} cannot be written: {} of {} bytes, the disk may be full",
+                                Quoted(wanted.string()),
+                                written,
+                                size));
 }
 
 // Groups that the run left out although the job has them active, with the usual reasons as they
@@ -106,12 +112,12 @@ int RunAndWrite(const AdjustOptions& options,
   const RunOutcome outcome = Run(job, console, console.isTerminal && !options.quiet, timing);
   // Also a run that ended on its own while the user wanted it to.
   Poll(console);
-  CheckProtocolFile(protocol, place);
   if (outcome.status != eXYZ_Ok) {
     fmt::print(console.err, "cardo-bundle: {}", DescribeFailure(outcome, survey, file));
     const GroupIds lost = Without(before.groups, ActiveGroups(job));
     if (CountOf(lost) != 0)
       fmt::print(console.err, "Before it failed {}", DescribeLostGroups(lost, file));
+    CheckProtocolFile(protocol, outcome.protocolSize, place);
     // The results of an earlier run stay as they are; only the protocol is new.
     if (!place.protocol) results.Rename(protocol, kFailedProtocolName);
     results.Commit();
@@ -121,6 +127,7 @@ int RunAndWrite(const AdjustOptions& options,
     return kExitRunFailed;
   }
 
+  CheckProtocolFile(protocol, outcome.protocolSize, place);
   const StopWatch writing;
   const Summary summary = Summarize(job, file, before, outcome);
   if (!options.quiet) {

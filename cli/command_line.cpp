@@ -74,7 +74,9 @@ int Execute(int argc, const char* const* argv, const Console& console) {
 
 int RunCommandLine(int argc, const char* const* argv, const Console& console) {
   try {
-    return Execute(argc, argv, console);
+    const int status = Execute(argc, argv, console);
+    if (console.out.flush() || status != kExitOk) return status;
+    fmt::print(console.err, "cardo-bundle: the standard output cannot be written\n");
   } catch (const std::bad_alloc&) {
     fmt::print(console.err, "cardo-bundle: not enough memory for this job\n");
   } catch (const std::exception& error) {

@@ -69,6 +69,12 @@ CsvReader::CsvReader(const std::filesystem::path& path, std::string name, Diagno
     fAtEnd = true;
     return;
   }
+  // A pipe or a device might never end.
+  if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored)) {
+    fDiagnostics.Add({Name()}, "is a device or a pipe, expected a table");
+    fAtEnd = true;
+    return;
+  }
   fStream.reset(std::fopen(path.c_str(), "rb"));
   if (!fStream) {
     fDiagnostics.Add({Name()}, "cannot be opened: " + SystemMessage(errno));

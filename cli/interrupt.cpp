@@ -15,6 +15,8 @@ extern "C" void OnInterrupt(int /*signal*/) { interrupted = true; }
 void CatchInterrupts() noexcept {
   std::signal(SIGINT, OnInterrupt);
   std::signal(SIGTERM, OnInterrupt);
+  if (std::signal(SIGHUP, OnInterrupt) == SIG_IGN) std::signal(SIGHUP, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 std::atomic<bool>& InterruptFlag() noexcept { return interrupted; }

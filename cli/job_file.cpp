@@ -58,6 +58,10 @@ std::optional<std::string> ReadText(const std::filesystem::path& path, Diagnosti
     diagnostics.Add({JobFile::kName}, "is a folder, expected a file");
     return std::nullopt;
   }
+  if (!std::filesystem::is_regular_file(status)) {
+    diagnostics.Add({JobFile::kName}, "is a device or a pipe, expected a file");
+    return std::nullopt;
+  }
   errno = 0;
   std::ifstream stream(path, std::ios::binary);
   std::string text;

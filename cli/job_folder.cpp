@@ -74,8 +74,9 @@ JobTables ReadTables(const fs::path& folder,
       observationTables += (observationTables.empty() ? "" : ", ") + table->FileName();
     }
     const fs::path path = folder / table->FileName();
+    // A link that leads nowhere is a mistake, no missing table.
     std::error_code ignored;
-    if (!fs::exists(path, ignored)) continue;
+    if (!fs::exists(fs::symlink_status(path, ignored))) continue;
     hasObservations |= table->HoldsObservations();
     CsvReader reader(path, table->FileName(), diagnostics);
     if (diagnostics.CountOf(table->FileName()) > 0) {

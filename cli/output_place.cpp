@@ -20,6 +20,41 @@ fs::path Plain(const fs::path& path) {
   return plain.has_filename() ? plain : plain.parent_path();
 }
 
+// The job file and the tables of a job folder.
+std::vector<fs::path> InputsOf(const fs::path& job) {
+  std::vector<fs::path> inputs = {job / JobFile::kName};
+  std::error_code error;
+  for (fs::directory_iterator entry(job, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (entry->path().extension() == ".csv") inputs.push_back(entry->path());
+  }
+  std::sort(inputs.begin(), inputs.end());
+  return inputs;
+}
+
+// The input that is the same file, if there is one.
+std::optional<fs::path> FindSame(const fs::path& file, const std::vector<fs::path>& inputs) {
+  for (const fs::path& input : inputs) {
+    std::error_code ignored;
+    if (fs::equivalent(file, input, ignored)) return input;
+  }
+  return std::nullopt;
+}
+
+void CheckFiles(const std::vector<fs::path>& inputs,
+                const fs::path& folder,
+                const std::vector<std::string>& names,
+                Diagnostics& diagnostics) {
+  for (const std::string& name : names) {
+    const auto input = FindSame(folder / name, inputs);
+    if (!input) continue;
+    diagnostics.Add({"--output"},
+                    fmt::format("{} is {} of the job, results would replace it",
+                                Quoted((folder / name).string()),
+                                Quoted(input->filename().string())));
+  }
+}
+
 void CheckFolder(const fs::path& job, const fs::path& folder, Diagnostics& diagnostics) {
   const Place place{"--output"};
   std::error_code ignored;
@@ -48,9 +83,17 @@ void CheckProtocol(const fs::path& job,
   }
   const fs::path plain = Plain(protocol);
   const std::string name = plain.filename().string();
-  if (plain.parent_path() == Plain(job) &&
-      (name == JobFile::kName || plain.extension() == ".csv")) {
+  const bool hasInputName = name == JobFile::kName || plain.extension() == ".csv";
+  if ((hasInputName && plain.parent_path() == Plain(job)) || FindSame(plain, InputsOf(job))) {
     diagnostics.Add(argument, fmt::format("{} is an input of the job", quoted));
+    return;
+  }
+  if (hasInputName && fs::exists(plain.parent_path() / JobFile::kName, ignored)) {
+    diagnostics.Add(argument, fmt::format("{} is an input of another job", quoted));
+    return;
+  }
+  if (fs::exists(protocol, ignored) && !fs::is_regular_file(protocol, ignored)) {
+    diagnostics.Add(argument, fmt::format("{} must be a file, is a device or a pipe", quoted));
     return;
   }
   if (plain.parent_path() == Plain(place.folder)) {
@@ -77,6 +120,9 @@ OutputPlace FindOutputPlace(const fs::path& job,
     return place;
   }
   CheckFolder(job, place.folder, diagnostics);
+  std::vector<std::string> names = resultNames;
+  if (!protocol) names.emplace_back(kProtocolName);
+  if (diagnostics.IsEmpty()) CheckFiles(InputsOf(job), place.folder, names, diagnostics);
   if (protocol) {
     place.protocol = fs::path(*protocol);
     CheckProtocol(job, place, resultNames, diagnostics);

@@ -21,7 +21,8 @@ inline constexpr const char* kProtocolName = "protocol.htm";
 inline constexpr const char* kFailedProtocolName = "protocol-failed.htm";
 inline constexpr const char* kSummaryName = "summary.json";
 
-// Checks that nothing of the job folder, or of another job folder, can be written over.
+// Checks that nothing of the job folder, or of another job folder, can be written over, under
+// whatever name: through links, dots, or as another name of the same file.
 // resultNames are the files that will be written into the folder.
 [[nodiscard]] OutputPlace FindOutputPlace(const std::filesystem::path& job,
                                           const std::optional<std::string>& output,

@@ -36,16 +36,18 @@ class ResultFile {
 
 // Files that come into being together. They are written under temporary names in their folders
 // and take their own names in Commit, replacing files of these names; without a Commit nothing
-// stays behind, neither the files nor the folder if it was made for them.
+// stays behind, neither the files nor folders that were made for them. A link that has the name
+// of a file is replaced, not followed. All operations but the destructor throw ResultError.
 class ResultFiles {
  public:
-  // Makes the folder if it does not exist.
+  // Makes the folder if it does not exist, and sees that it takes files.
   explicit ResultFiles(std::filesystem::path folder);
   ~ResultFiles();
   ResultFiles(const ResultFiles&) = delete;
   ResultFiles& operator=(const ResultFiles&) = delete;
 
-  // The temporary path for a file of the folder, or for a file elsewhere.
+  // The temporary path for a file of the folder, or for a file elsewhere: an empty file that
+  // was not there before.
   [[nodiscard]] std::filesystem::path Add(const std::string& name);
   [[nodiscard]] std::filesystem::path AddElsewhere(const std::filesystem::path& file);
   // Gives an added file another final name.
@@ -53,17 +55,31 @@ class ResultFiles {
 
   // A file that Commit removes.
   void AddRemoval(const std::string& name);
+  // Every file is on the disk before the first takes its name. When one cannot, those before it
+  // give theirs back to the files that they replaced, if the file system can exchange two files.
+  // They come in the order of Add.
   void Commit();
 
  private:
+  enum class Stage {
+    kTemporary,  // under its temporary name
+    kExchanged,  // under its own name, the file it replaces is under the temporary one
+    kNew,        // under its own name, nobody had it before
+    kReplaced,   // under its own name, the file it replaces is gone
+  };
+
   struct Entry {
     std::filesystem::path temporary;
     std::filesystem::path final;
+    Stage stage = Stage::kTemporary;
   };
 
+  static void GiveName(Entry& entry);
+  static void TakeName(Entry& entry) noexcept;
+  void RemoveNewFolders() noexcept;
+
   std::filesystem::path fFolder;
-  bool fFolderIsNew = false;
-  bool fCommitted = false;
+  std::vector<std::filesystem::path> fNewFolders;  // the deepest first
   std::vector<Entry> fEntries;
   std::vector<std::filesystem::path> fRemovals;
 };

@@ -1,5 +1,7 @@
 #include "run.h"
 
+#include <cstdint>
+#include <cstring>
 #include <exception>
 #include <fmt/format.h>
 #include <fmt/ostream.h>
@@ -31,6 +33,7 @@ class RunMonitor {
   static void OnProtocol(void* /*job*/, char* text, void* monitor) noexcept {
     auto& self = *static_cast<RunMonitor*>(monitor);
     try {
+      self.fProtocolSize += std::strlen(text);
       self.fProtocol.Take(text, self.fTiming);
     } catch (...) {
       self.fException = std::current_exception();
@@ -48,6 +51,7 @@ class RunMonitor {
   [[nodiscard]] int BlunderRounds() const noexcept {
     return fTestsBlunders ? fProtocol.BlunderRounds() : 0;
   }
+  [[nodiscard]] std::uintmax_t ProtocolSize() const noexcept { return fProtocolSize; }
   [[nodiscard]] const ProtocolReader& Protocol() const noexcept { return fProtocol; }
 
  private:
@@ -87,6 +91,7 @@ class RunMonitor {
   int fIterations = 0;
   StopWatch fWatch;
   ProtocolReader fProtocol;
+  std::uintmax_t fProtocolSize = 0;
   std::exception_ptr fException;
 };
 
@@ -111,6 +116,7 @@ RunOutcome Run(void* job, const Console& console, bool showProgress, Timing& tim
   outcome.marksChanged = protocol.LastRoundChangedMarks();
   outcome.warnings = protocol.Warnings();
   outcome.cutWarnings = protocol.CutWarnings();
+  outcome.protocolSize = monitor.ProtocolSize();
   if (outcome.status != eXYZ_Ok) outcome.failure = protocol.Failure();
   return outcome;
 }

@@ -4,6 +4,7 @@
 #include "protocol_reader.h"
 #include "timing.h"
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -20,6 +21,8 @@ struct RunOutcome {
   // Of a run that did not fail; see ProtocolReader.
   std::vector<RunWarning> warnings = {};
   std::vector<int> cutWarnings = {};
+  // Bytes of the protocol; its file has as many unless it could not be written.
+  std::uintmax_t protocolSize = 0;
   std::optional<ProtocolFailure> failure = {};
 };
 

@@ -2,6 +2,8 @@
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/CardoBundle)
+# The library needs nothing that stands beside it.
+set_target_properties(cardo_bundle PROPERTIES INSTALL_RPATH "")
 install(FILES ${PROJECT_SOURCE_DIR}/src/api/xyz_api.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS cardo_bundle cardo_bundle_static EXPORT CardoBundleTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}

@@ -53,6 +53,8 @@ int Adjustment::Run() {
   CollectMessungen();
   CollectData();
   CollectBedingungen();
+  // Columns of an earlier run may belong to a system that was never solved.
+  for (Data* group : fDaten) group->SetFirstUnknown(Data::kNoColumn);
   const auto limit = static_cast<std::uint32_t>(fSettings.fMaxIterations);
   std::uint32_t blunderRounds = 0;
   std::uint32_t lastOutliers = 0;

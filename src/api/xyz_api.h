@@ -21,7 +21,10 @@
 //   - "in" fields are read by the set function, "out" fields are written by the
 //     read function. A read writes every field of the record.
 //   - Functions stop exceptions only where their comment says so. All others let
-//     std::bad_alloc leave when memory is exhausted.
+//     std::bad_alloc leave when memory is exhausted; the job is then as it was before the call,
+//     and the call may be repeated.
+//   - A protocol that cannot be opened or written disturbs nothing: the run goes on, the protocol
+//     function receives everything, and the file keeps what found room.
 #ifndef CARDO_BUNDLE_XYZ_API_H
 #define CARDO_BUNDLE_XYZ_API_H
 
@@ -115,7 +118,10 @@ enum eXYZ_Parameter : int {
   // double, 0.005: a-priori standard deviation of unit weight, above 0. Anything
   // else throws KlException -35001.
   eXYZ_ParamS0Apriori = 10,
-  // int: 1 German (start value), 2 English. One setting of the whole process.
+  // int: 1 German (start value), 2 English. One setting of the whole process, whichever job it is
+  // set through. It is read whenever a text is made, and may be set and read on any thread at any
+  // time. It changes no number; but the protocol of a run that goes on meanwhile may then speak
+  // both languages. Set it before the threads start for protocols of one language.
   eXYZ_ParamLanguage = 11,
   // double, 1e-5: S0 below it counts as zero.
   eXYZ_ParamS0Floor = 12,
@@ -460,6 +466,14 @@ static_assert(sizeof(sXYZ_ConstraintPointOnPlane) == 16 &&
 // ---------------------------------------------------------------------------
 // Callbacks
 // ---------------------------------------------------------------------------
+
+// Inside a callback every function may be called but XYZ_DestroyJob of the job that is running.
+// Functions and parameters set there hold from the next call or step on, a protocol file from the
+// next run on; records take part in this run or not, as far as it has come. XYZ_CalcBundle of the
+// running job does nothing and returns eXYZ_CalcFailed. What a callback throws does not leave
+// XYZ_CalcBundle: the run ends there as a failed one, with eXYZ_CalcFailed or, for a
+// vermo::KlException, the status of its code; a throw out of the last texts of a finished run or
+// of the texts that tell a failure gives eXYZ_CalcFailed, and the rest of the protocol is missing.
 
 // Called once per iteration, when its solution and statistics are known. A nonzero result
 // cancels the run: XYZ_CalcBundle then returns eXYZ_CalcFailed.

@@ -5,12 +5,15 @@
 #include "api/record_flags.h"
 #include "api/xyz_api.h"
 
+#include <utility>
+
 namespace {
 
 using vermo::MessungBiko;
 using vermo::MessungLinko;
 using vermo::MessungObko;
 using vermo::MessungStrecke;
+using vermo::SettingsChecker;
 
 // Above 0; a NaN is not.
 template <typename... Sigmas>
@@ -122,8 +125,10 @@ int XYZ_SetMeasuredObjectCoord(void* job, const sXYZ_MeasuredObjectCoord* record
   obko.SetSigma({record->Sx, record->Sy, record->Sz});
   record::ApplyTag(record->Tag, obko);
   record::ApplyObservationFlags(record->Flags, obko);
+  SettingsChecker::Idents told;
+  if (CarriesDatum(obko)) told.insert(obko.GetIdentText());
   JobOf(job).fObko.Add(obko);
-  if (CarriesDatum(obko)) JobOf(job).fChecker.AddMeasuredObjectPoint(obko.GetIdentText());
+  JobOf(job).fChecker.AddMeasuredObjectPoints(std::move(told));
   return eXYZ_Ok;
 }
 
@@ -168,8 +173,10 @@ int XYZ_SetDistance(void* job, const sXYZ_Distance* record) {
   strecke.SetStrecke(record->S, record->Sigma);
   record::ApplyTag(record->Tag, strecke);
   record::ApplyObservationFlags(record->Flags, strecke);
+  SettingsChecker::Idents told;
+  if (CarriesDatum(strecke)) told.insert(strecke.GetIdentText());
   JobOf(job).fStrecken.Add(strecke);
-  if (CarriesDatum(strecke)) JobOf(job).fChecker.AddDistance(strecke.GetIdentText());
+  JobOf(job).fChecker.AddDistances(std::move(told));
   return eXYZ_Ok;
 }
 

@@ -8,6 +8,7 @@
 #include "network/verband_statistik.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -19,6 +20,7 @@ using vermo::DataPlane;
 using vermo::DataProjektion;
 using vermo::DoppelOrientierung;
 using vermo::MessungKind;
+using vermo::SettingsChecker;
 
 // A normal shorter than this is none.
 constexpr double kSmallestNormal = 1e-10;
@@ -159,9 +161,10 @@ int XYZ_SetExteriorOrientation2(void* job, const sXYZ_ExteriorOrient2* record) {
   if (const int status = ReadRotation(*record, eor.fRotation); status != eXYZ_Ok) return status;
   if (network.fEors.Contains(eor.Id())) return eXYZ_DuplicateId;
   if (network.fDoppelOrientierungen.Contains(eor.Id())) return eXYZ_DuplicateId;
+  SettingsChecker::Idents told;
+  if (eor.IsActive() && !eor.IsVariable()) told.insert(eor.GetIdentText());
   Store(network.fEors, eor);
-  if (eor.IsActive() && !eor.IsVariable())
-    network.fChecker.AddExteriorOrientation(eor.GetIdentText());
+  network.fChecker.AddExteriorOrientations(std::move(told));
   return eXYZ_Ok;
 }
 
@@ -214,9 +217,11 @@ int XYZ_SetObjectCoord(void* job, const sXYZ_ObjectCoord* record) {
   point.SetReferencePoint((record->PointFlags & kReferencePoint) != 0);
   point.SetExemptFromRayRule((record->PointFlags & kRayRuleExempt) != 0);
   if (network.fObkos.Contains(point.Id())) return eXYZ_DuplicateId;
-  Store(network.fObkos, point);
+  SettingsChecker::Idents told;
   // An inactive point counts, too.
-  if (!point.IsVariable()) network.fChecker.AddObjectPoint(point.GetIdentText());
+  if (!point.IsVariable()) told.insert(point.GetIdentText());
+  Store(network.fObkos, point);
+  network.fChecker.AddObjectPoints(std::move(told));
   return eXYZ_Ok;
 }
 

@@ -27,10 +27,18 @@ class SettingsChecker {
  public:
   virtual ~SettingsChecker() = default;
 
-  void AddDistance(const std::string& ident) { fDistanzen.insert(ident); }
-  void AddObjectPoint(const std::string& ident) { fObjektpunkte.insert(ident); }
-  void AddMeasuredObjectPoint(const std::string& ident) { fGemesseneObjektpunkte.insert(ident); }
-  void AddExteriorOrientation(const std::string& ident) { fAeussereOrientierungen.insert(ident); }
+  // Identifying texts on their way into the checker. Whoever stores an element makes them before
+  // and adds them after: then a failure for lack of memory leaves both untouched.
+  using Idents = std::set<std::string>;
+  void AddDistances(Idents idents) { fDistanzen.merge(idents); }
+  void AddObjectPoints(Idents idents) { fObjektpunkte.merge(idents); }
+  void AddMeasuredObjectPoints(Idents idents) { fGemesseneObjektpunkte.merge(idents); }
+  void AddExteriorOrientations(Idents idents) { fAeussereOrientierungen.merge(idents); }
+
+  void AddDistance(const std::string& ident) { AddDistances({ident}); }
+  void AddObjectPoint(const std::string& ident) { AddObjectPoints({ident}); }
+  void AddMeasuredObjectPoint(const std::string& ident) { AddMeasuredObjectPoints({ident}); }
+  void AddExteriorOrientation(const std::string& ident) { AddExteriorOrientations({ident}); }
   // The identifying text of a relative orientation is empty, so all of them share one entry and
   // the last one stands.
   void AddRelativeOrientation(const std::string& ident, std::uint32_t baseEorId) {
@@ -47,10 +55,10 @@ class SettingsChecker {
   // Fixed images that are not merely the base of a relative orientation.
   [[nodiscard]] std::size_t OwnOrientations() const;
 
-  std::set<std::string> fDistanzen;
-  std::set<std::string> fObjektpunkte;
-  std::set<std::string> fGemesseneObjektpunkte;
-  std::set<std::string> fAeussereOrientierungen;
+  Idents fDistanzen;
+  Idents fObjektpunkte;
+  Idents fGemesseneObjektpunkte;
+  Idents fAeussereOrientierungen;
   std::map<std::string, std::uint32_t> fRelativeOrientierungen;  // to the id of the base
   bool fTranslationFrei = false;
   bool fRotationFrei = false;

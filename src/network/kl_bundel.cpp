@@ -43,6 +43,18 @@ ProtocolList<T> PointersTo(const ObjectList<T>& list) {
   return pointers;
 }
 
+// True while a run goes on, however it ends.
+class RunMark {
+ public:
+  explicit RunMark(bool& mark) noexcept : fMark(mark) { fMark = true; }
+  ~RunMark() { fMark = false; }
+  RunMark(const RunMark&) = delete;
+  RunMark& operator=(const RunMark&) = delete;
+
+ private:
+  bool& fMark;
+};
+
 // Half of a group's components must be left after the outliers went.
 constexpr std::uint32_t kManyBlunderFactor = 2;
 // A component below it is hardly checked by the others.
@@ -57,13 +69,17 @@ KLBundel::KLBundel() : KLBundel(ByLanguage("Protokoll.htm", "Protocol.htm")) {}
 KLBundel::KLBundel(std::string protocolFile) : fProtocolFile(std::move(protocolFile)) {}
 
 std::int32_t KLBundel::CalcBundle() {
+  // A callback that starts its own run anew would take away the writer which is calling it.
+  if (fIsRunning) return failure::kOther;
+  const RunMark mark(fIsRunning);
   OpenProtocol();
   fStartTime = Now();
   std::int32_t code = 0;
   try {
     RunGuarded();
   } catch (const KlException& failure) {
-    code = failure.GetCode();
+    // A callback may throw any code; 0 is no success.
+    code = failure.GetCode() != 0 ? failure.GetCode() : failure::kOther;
   } catch (...) {
     code = failure::kOther;
   }

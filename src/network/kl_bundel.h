@@ -22,8 +22,8 @@ class KLBundel : public BundelVerband, public Adjustment {
   explicit KLBundel(std::string protocolFile);
 
   // The whole run. 0, or the code of the failure: that of a KlException, or -9999 for any other
-  // exception. Throws only what opening the protocol throws. Links are appended, never undone: a
-  // run is meant once per job.
+  // exception and for a call out of a run of this job. Throws only what opening the protocol and
+  // writing its last texts throw. Links are appended, never undone: a run is meant once per job.
   std::int32_t CalcBundle();
 
   // The checker's verdict on the datum, 0 when it allows a calculation. Changes nothing in the
@@ -102,6 +102,7 @@ class KLBundel : public BundelVerband, public Adjustment {
   BundleMessageHandler fHandler;
   WarningList fWarnings;
   bool fHideProjections = false;
+  bool fIsRunning = false;
   BedingungHlmTrans fHlmTrans;
   BedingungHlmRot fHlmRot;
   BedingungHlmM fHlmM;
