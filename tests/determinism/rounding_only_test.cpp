@@ -15,11 +15,10 @@
 namespace determinism {
 namespace {
 
-// The normal equations of the samples, scaled to a diagonal of ones, have condition numbers up to
-// 1e7 (the self-calibrations; distortion parameters are nearly dependent). Rounding at 2^-53 of
-// every sum, times that, moves a solution by up to 1e-9 of its standard deviation and its
-// cofactors by up to 1e-9 of themselves. The factor ten is for the length of the sums.
-constexpr double kRounding = 1e-8;
+// Rounding at 2^-53 of every sum counts by the condition number of the normal equations. 1e7 is
+// allowed for that: values and residuals agree to 1e-9 of their standard deviations, standard
+// deviations to 1e-9 of themselves. The samples lie below 1e-10.
+constexpr double kRounding = 1e-9;
 
 void ExpectRoundingOnly(const Figures& found, const Figures& wanted) {
   for (const auto& [kind, worst] : Compare(found, wanted))
