@@ -50,7 +50,7 @@ class LinearGroup final : public Data {
     if (events != nullptr) events->emplace_back("ApplySolution");
     if (!HasColumns()) return;
     const std::span<const double> increments = Increments(solution);
-    for (std::size_t i = 0; i < values.size(); ++i) values[i] += increments[i];
+    for (std::size_t i = 0; i < increments.size(); ++i) values[i] += increments[i];
   }
   void StoreAccuracy(const NormalSystem& cofactors, double s0) override {
     if (events != nullptr) events->emplace_back("StoreAccuracy");

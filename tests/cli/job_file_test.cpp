@@ -174,6 +174,9 @@ TEST_F(JobFileTest, TellsSyntaxMistakesWithTheirPlace) {
                                  "title = \n",
                                  "= 1\n",
                                  "[x\n",
+                                 "[[[",
+                                 "[[=]]\n",
+                                 "title = [[[",
                                  "title = \"a\"\ntitle = \"b\"\n"}) {
     Read(text);
     ASSERT_THAT(Messages(), SizeIs(1)) << text;
@@ -242,7 +245,8 @@ TEST_F(JobFileTest, TellsMistakenSettings) {
                               "min_rays=1.5",
                               "hide_projections=1",
                               "blunder_test=none",
-                              "title=\xFF"}) {
+                              "title=\xFF",
+                              "tit\x1Ble=\xFF"}) {
     ApplySetting(setting, file, fDiagnostics);
   }
   EXPECT_THAT(
@@ -254,7 +258,8 @@ TEST_F(JobFileTest, TellsMistakenSettings) {
                   "--set: hide_projections must be true or false, found \"1\"",
                   "--set: blunder_test must be one of \"off\", \"redundancy\", "
                   "\"inner-reliability\", found \"none\"",
-                  "--set: title must be UTF-8, found \"\\xFF\""));
+                  "--set: title must be UTF-8, found \"\\xFF\"",
+                  "--set: expected name=value, found \"tit\\x1Ble=\\xFF\""));
 }
 
 }  // namespace
