@@ -196,5 +196,26 @@ TEST_F(WholeRuns, MayFollowARunWithoutMemory) {
   }
 }
 
+// A run without iterations writes the tables of what is there: nothing in it may be taken for a
+// part of the system that the first run numbered and never solved.
+TEST_F(WholeRuns, MayBeFollowedByOneWithoutIterations) {
+  unsigned failed = 0;
+  for (std::uint64_t k = 1; k < 3000; k += 7) {
+    SCOPED_TRACE(k);
+    Witness witness;
+    const Job job = MakeJob(golden::BuildEverything, witness);
+    {
+      const FailingAllocations failing(k);
+      failed += XYZ_CalcBundle(job.get()) == eXYZ_Ok ? 0U : 1U;
+    }
+    XYZ_SetParam(job.get(), eXYZ_ParamMaxIterations, 0);
+    witness.texts.clear();
+    EXPECT_EQ(XYZ_CalcBundle(job.get()), eXYZ_Ok);
+    EXPECT_TRUE(witness.texts.ends_with("</html>\n"));
+    PictureOf(job.get());
+  }
+  EXPECT_GT(failed, 100U);
+}
+
 }  // namespace
 }  // namespace faults
