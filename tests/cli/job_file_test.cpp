@@ -177,6 +177,9 @@ TEST_F(JobFileTest, TellsSyntaxMistakesWithTheirPlace) {
                                  "[[[",
                                  "[[=]]\n",
                                  "title = [[[",
+                                 "ge\xC3\x8Erman\n",
+                                 "\xC3\xA4 = 1\n",
+                                 "title = \xE1\x9A\x80\xE2\x81\xA0\xD2\x99\n",
                                  "title = \"a\"\ntitle = \"b\"\n"}) {
     Read(text);
     ASSERT_THAT(Messages(), SizeIs(1)) << text;
