@@ -118,6 +118,19 @@ bool IsUtf8(std::string_view text, Diagnostics& diagnostics) {
   return false;
 }
 
+// What the parser saw may be the end of a line.
+std::string OnOneLine(std::string_view message) {
+  std::string line;
+  for (const char c : message) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F)
+      line += fmt::format("\\x{:02X}", byte);
+    else
+      line += c;
+  }
+  return line;
+}
+
 // The words of a string or of an array of strings.
 std::optional<std::vector<std::string>> WordsOf(const toml::node& node) {
   if (const auto* string = node.as_string()) return std::vector<std::string>{string->get()};
@@ -188,7 +201,7 @@ JobFile ReadJobFile(const std::filesystem::path& path, Diagnostics& diagnostics)
     const toml::table table = toml::parse(*text);
     for (const auto& [key, node] : table) ReadKey(key, node, job, diagnostics);
   } catch (const toml::parse_error& error) {
-    diagnostics.Add(PlaceOf(error.source()), std::string(error.description()));
+    diagnostics.Add(PlaceOf(error.source()), OnOneLine(error.description()));
   }
   return job;
 }

@@ -178,12 +178,14 @@ TEST_F(JobFileTest, TellsSyntaxMistakesWithTheirPlace) {
                                  "[[=]]\n",
                                  "title = [[[",
                                  "ge\xC3\x8Erman\n",
+                                 "damping = t\n\n",
                                  "\xC3\xA4 = 1\n",
                                  "title = \xE1\x9A\x80\xE2\x81\xA0\xD2\x99\n",
                                  "title = \"a\"\ntitle = \"b\"\n"}) {
     Read(text);
     ASSERT_THAT(Messages(), SizeIs(1)) << text;
     EXPECT_THAT(Messages()[0], ::testing::ContainsRegex("^job.toml:[0-9]+:[0-9]+: ")) << text;
+    EXPECT_EQ(Messages()[0].find('\n'), std::string::npos) << text;
   }
 }
 
