@@ -571,7 +571,8 @@ TEST(ExportedCalls, FillingAJobLeaksNothingAtAnyAllocation) {
     }
     EXPECT_EQ(LiveAllocations(), live) << k;
     if (!reached || HasFailure()) {
-      EXPECT_GT(k, 100U);
+      // Many, or the calls were not made.
+      EXPECT_GT(k, 50U);
       return;
     }
   }
