@@ -69,10 +69,11 @@ TEST_P(RoundingOnly, VectorInstructionsOfTheMachine) {
   ASSERT_EQ(wanted.at("run status").value, eXYZ_Ok);
   ExpectRoundingOnly(FromText(avx2), wanted);
   ExpectRoundingOnly(FromText(widest), wanted);
-#if defined(__x86_64__)
-  // Fused products round otherwise: equal bits would mean that the variant was not used.
+#if defined(__x86_64__) && defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__)
+  // Fused products round otherwise: equal bits would mean that the variant was not used. A build
+  // that optimises little fuses none.
   if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
-    EXPECT_NE(avx2, portable);
+    EXPECT_TRUE(avx2 != portable);
   }
 #endif
 }
