@@ -192,7 +192,9 @@ class BlockSystem final : public NormalSystem {
   struct Met {
     std::uint32_t group;
     std::uint32_t rank;
-    auto operator<=>(const Met&) const = default;
+    bool operator<(const Met& other) const noexcept {
+      return group < other.group || (group == other.group && rank < other.rank);
+    }
   };
   // Notes that two groups meet and have no block yet.
   void Record(std::uint32_t a, std::uint32_t b);
