@@ -194,6 +194,7 @@ void BlockSystem::AddRay(const Plan& plan,
   const ProductRows product{
       static_cast<std::uint32_t>(rows.size()), rows[0].Coefficients(), kRowStride, weights};
   AddToLeading(products, product, misclosures);
+  if (products.couplings == 0) return;
   if (!IsGathered(plan))
     AddTrailing(plan, product, misclosures);
   else
@@ -509,6 +510,8 @@ void BlockSystem::CofactorForms(std::span<DesignRow> rows, double* forms) const 
         rows.subspan(first, std::min(rows.size() - first, Spread::kRows));
     if (FormsOfRay(some, forms + first)) continue;
     SpreadRows(some, spread);
+    // As in the assembly observations of many groups have no plan.
+    if (fNextForm < fPlans.size() && spread.count <= Plan::kGroups) ++fNextForm;
     FormsOf(spread, forms + first);
   }
 }

@@ -517,6 +517,45 @@ TEST(BlockSystem, SingularLeadingBlocksAreTakenBack) {
   ExpectDense(holes);
 }
 
+// Image after image, more rays of each than are gathered at once; the groups of an observation in
+// every order, and points that are observed alone in between.
+TEST(BlockSystem, RaysImageAfterImageMatchADenseSolution) {
+  constexpr std::uint32_t kPoints = 50;
+  constexpr std::uint32_t kImages = 3;
+  constexpr std::uint32_t kFirstImage = 3 * kPoints;
+  constexpr std::uint32_t kCamera = kFirstImage + 6 * kImages;
+  constexpr std::uint32_t kCameraSize = 5;
+  Draw draw(51);
+  SystemTape tape;
+  SystemLayout layout;
+  for (std::uint32_t p = 0; p < kPoints; ++p) layout.starts.push_back(3 * p);
+  for (std::uint32_t i = 0; i < kImages; ++i) layout.starts.push_back(kFirstImage + 6 * i);
+  layout.starts.push_back(kCamera);
+  layout.starts.push_back(kCamera + kCameraSize);
+  layout.leading = kPoints;
+  tape.SetLayout(layout);
+  tape.Reset(kCamera + kCameraSize, 0);
+  const auto observe = [&](const std::vector<std::pair<std::uint32_t, std::uint32_t>>& groups) {
+    DesignRow rows[2];
+    for (DesignRow& row : rows)
+      for (const auto& [first, size] : groups)
+        for (std::uint32_t c = 0; c < size; ++c) row.push(first + c, draw.Uniform());
+    const double weights[2] = {1.0, 2.0};
+    const double misclosures[2] = {draw.Uniform(), draw.Uniform()};
+    tape.AddEquations(rows, weights, misclosures);
+  };
+  for (std::uint32_t i = 0; i < kImages; ++i)
+    for (std::uint32_t p = 0; p < kPoints; ++p) {
+      std::vector<std::pair<std::uint32_t, std::uint32_t>> groups = {
+          {3 * p, 3}, {kFirstImage + 6 * i, 6}, {kCamera, kCameraSize}};
+      std::rotate(groups.begin(), groups.begin() + i, groups.end());
+      observe(groups);
+      if (p % 7 == 3) observe({{3 * p, 3}});
+      if (p % 11 == 5) observe({{kFirstImage + 6 * i, 6}, {kCamera, kCameraSize}});
+    }
+  ExpectDense(tape);
+}
+
 TEST(BlockSystem, LeadingImagesMatchADenseSolution) {
   // Images of six unknowns lead and points trail.
   Draw draw(41);
