@@ -3,6 +3,7 @@
 #include "nearest_name.h"
 #include "text_encoding.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <fmt/format.h>
@@ -220,7 +221,11 @@ void ApplySetting(const std::string& setting, JobFile& job, Diagnostics& diagnos
   }
   const std::string text = setting.substr(equals + 1);
   if (FindNoText(text)) {
-    diagnostics.Add(place, fmt::format("{} must be UTF-8, found {}", name, Quoted(text)));
+    // No key has control characters, but tabs and line ends pass as text.
+    const bool isPlain = std::ranges::none_of(name, [](unsigned char c) { return c < 0x20; });
+    diagnostics.Add(
+        place,
+        fmt::format("{} must be UTF-8, found {}", isPlain ? name : Quoted(name), Quoted(text)));
     return;
   }
   for (const DisplayKey& display : kDisplayKeys) {

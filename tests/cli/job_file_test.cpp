@@ -251,7 +251,8 @@ TEST_F(JobFileTest, TellsMistakenSettings) {
                               "hide_projections=1",
                               "blunder_test=none",
                               "title=\xFF",
-                              "tit\x1Ble=\xFF"}) {
+                              "tit\x1Ble=\xFF",
+                              "tit\nle=\xFF"}) {
     ApplySetting(setting, file, fDiagnostics);
   }
   EXPECT_THAT(
@@ -264,7 +265,8 @@ TEST_F(JobFileTest, TellsMistakenSettings) {
                   "--set: blunder_test must be one of \"off\", \"redundancy\", "
                   "\"inner-reliability\", found \"none\"",
                   "--set: title must be UTF-8, found \"\\xFF\"",
-                  "--set: expected name=value, found \"tit\\x1Ble=\\xFF\""));
+                  "--set: expected name=value, found \"tit\\x1Ble=\\xFF\"",
+                  "--set: \"tit\\x0Ale\" must be UTF-8, found \"\\xFF\""));
 }
 
 }  // namespace
