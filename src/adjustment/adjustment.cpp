@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace vermo {
 namespace {
@@ -21,6 +22,9 @@ constexpr double kLargestS0 = 1e20;
 constexpr double kSmallestScale = 1e-20;
 // The largest single change may exceed the mean change by this factor.
 constexpr double kPeakFactor = 100.0;
+// Changes do not shrink by the same factor again and again but ever faster: the next one is likely
+// smaller than their ratio promises, by this much at least.
+constexpr double kFasterThanLinear = 5.0;
 
 // Wall-clock time with a resolution of one millisecond.
 class TimeStamp {
@@ -61,6 +65,8 @@ int Adjustment::Run() {
   OnRunStart();
   ConnectAll();
   fStatistik = {};
+  double average = 0.0;  // change of the last solution, and of the one before
+  double averageBefore = 0.0;
   NoProgressMonitor monitor(fSettings.fProgressWindow, fSettings.fProgressTolerance);
 
   for (std::uint32_t pass = 0; pass < limit; ++pass) {
@@ -71,6 +77,7 @@ int Adjustment::Run() {
     fStatistik.fAusreisserRunde = blunderRounds;
     const TimeStamp built = TimeStamp::Now();
 
+    fSystem->ExpectInvertCofactors(ExpectsConvergence(averageBefore, average));
     fSystem->FactorizeAndSolve(fSettings.fPivotSearch != 0);
     ApplySolution();
     for (Bedingung* constraint : fBedingungen) constraint->StoreMultipliers(fSystem->Solution());
@@ -85,7 +92,9 @@ int Adjustment::Run() {
     if (std::fabs(s0) > kLargestS0) throw KlException(failure::kS0TooLarge);
     if (!monitor.Feed(s0, fStatistik.fMittlereAenderung)) throw KlException(failure::kNoProgress);
     if (std::fabs(s0) > fSettings.fS0Limit) throw KlException(failure::kS0TooLarge);
-    if (!HasConverged()) continue;
+    const Change change = ChangeOfSolution();
+    averageBefore = std::exchange(average, change.average);
+    if (!HasConverged(change)) continue;
 
     fSystem->InvertCofactors();
     ComputeAccuracy(s0);
@@ -128,7 +137,7 @@ std::uint32_t Adjustment::Build() {
   }
 }
 
-bool Adjustment::HasConverged() const {
+Adjustment::Change Adjustment::ChangeOfSolution() const {
   const std::span<const double> rhs = fSystem->Rhs();
   const std::span<const double> solution = fSystem->Solution();
   double sum = 0.0;
@@ -139,18 +148,25 @@ bool Adjustment::HasConverged() const {
     if (t > top) top = t;
   }
   // The redundancy is read as unsigned: a negative one makes the average very small.
-  const double avg = std::sqrt(sum / static_cast<std::uint32_t>(fStatistik.fRedundanz));
-  const double peak = std::sqrt(top);
+  return {std::sqrt(sum / static_cast<std::uint32_t>(fStatistik.fRedundanz)), std::sqrt(top)};
+}
+
+bool Adjustment::HasConverged(const Change& change) const {
   double scale = fStatistik.fS0;
-  if (avg > scale) scale = avg;
+  if (change.average > scale) scale = change.average;
   double relativePeak = 0.0;
   double relativeAvg = 0.0;
   if (scale > kSmallestScale && std::fabs(scale) > fSettings.fS0Floor) {
-    relativePeak = peak / scale;
-    relativeAvg = avg / scale;
+    relativePeak = change.peak / scale;
+    relativeAvg = change.average / scale;
   }
   return fSettings.fConvergenceLimit * kPeakFactor > relativePeak &&
          fSettings.fConvergenceLimit > relativeAvg;
+}
+
+bool Adjustment::ExpectsConvergence(double before, double last) const {
+  return last < before &&
+         last * (last / before) < kFasterThanLinear * fSettings.fConvergenceLimit * fStatistik.fS0;
 }
 
 void Adjustment::ApplySolution() {

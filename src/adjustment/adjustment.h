@@ -114,7 +114,16 @@ class Adjustment {
   // Judges the diagonal block of every group; the worst one is taken out when it is close to
   // singular. False when a group was taken out.
   bool CheckSolvability();
-  [[nodiscard]] bool HasConverged() const;
+  // How much a solution would still change, as roots of rhs(i) solution(i): their mean square over
+  // the redundancy and the largest.
+  struct Change {
+    double average = 0.0;
+    double peak = 0.0;
+  };
+  [[nodiscard]] Change ChangeOfSolution() const;
+  [[nodiscard]] bool HasConverged(const Change& change) const;
+  // Whether the next solution will likely be the last one, after two with these averages.
+  [[nodiscard]] bool ExpectsConvergence(double before, double last) const;
   // Standard deviations of all groups and redundancy numbers of all observations.
   void ComputeAccuracy(double s0);
   // Computes the test values of all active observations, marks those at or over the threshold of

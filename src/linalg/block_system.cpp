@@ -230,16 +230,30 @@ void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
     for (std::size_t i = 0; i < group.size; ++i)
       fDiagonal[group.start + i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
   }
+  const auto solve = [this](const Group& group, const Working& working) {
+    SolveLeading(group,
+                 fReducedRhs,
+                 fRhs.data() + group.start,
+                 working,
+                 fRuns,
+                 fSolution.data() + group.start);
+  };
+  const double* const q = fReduced.Inverse().data();
+  if (fExpectsCross) {
+    OpenCross();
+    ForEachLeader(
+        [&](const Group& group, Working& working) {
+          solve(group, working);
+          MultiplyByInverse(BlocksOf(group), working.v.data(), q, working.half.data());
+        },
+        [this](const Group& group, Working& working) { CrossOf(group, working); });
+    fHasCross = true;
+    return;
+  }
   ForEachLeader(
-      [this](const Group& group, Working& working) {
-        const double* v = working.v.data();
-        SolveLeading(group,
-                     fReducedRhs,
-                     fRhs.data() + group.start,
-                     working,
-                     fRuns,
-                     fSolution.data() + group.start);
-        MultiplyByHalfInverse(BlocksOf(group), v, fReduced.Inverse().data(), working.half.data());
+      [&](const Group& group, Working& working) {
+        solve(group, working);
+        MultiplyByHalfInverse(BlocksOf(group), working.v.data(), q, working.half.data());
       },
       [this](const Group& group, const Working& working) { CofactorsOf(group, working); });
 }
@@ -257,37 +271,43 @@ void BlockSystem::CofactorsOf(const Group& group, const Working& working) {
   for (std::size_t i = 0; i < group.size; ++i) fDiagonal[group.start + i] = own[i * group.size + i];
 }
 
-// Q_ir = -M^T V Q_rr, and Q_ii from it: forms of both, in which much cancels, keep more digits so.
 void BlockSystem::InvertCofactors() {
   fNextForm = 0;
   if (fHasCross) return;
-  // Written whole before it is read, up to what kernels read beyond it.
-  if (fCross == nullptr) {
-    const std::size_t elements = fValues.size() - fFirstW - kReadBeyond;
-    fCross = std::make_unique_for_overwrite<double[]>(elements + kReadBeyond);
-    std::fill_n(fCross.get() + elements, kReadBeyond, 0.0);
-  }
+  OpenCross();
   ForEachLeader(
       [this](const Group& group, Working& working) {
         MultiplyByInverse(
             BlocksOf(group), working.v.data(), fReduced.Inverse().data(), working.half.data());
       },
-      [this](const Group& group, Working& working) {
-        const double* root = working.root.data();
-        double transposed[kLargestLeading * kLargestLeading];
-        for (std::size_t i = 0; i < group.size; ++i)
-          for (std::size_t j = 0; j < group.size; ++j)
-            transposed[i * group.size + j] = root[j * group.size + i];
-        double* half = working.half.data();
-        ScatteredRun* run = fRuns.data();
-        for (const Link& link : LinksOf(group))
-          *run++ = {fCross.get() + (link.offset - fFirstW), link.column, link.size};
-        MultiplyIntoRuns(group.size, {fRuns.data(), group.links}, transposed, group.width, half);
-        const std::size_t elements = std::size_t{group.size} * group.width;
-        for (std::size_t k = 0; k < elements; ++k) half[k] *= 0.5;
-        CofactorsOf(group, working);
-      });
+      [this](const Group& group, Working& working) { CrossOf(group, working); });
   fHasCross = true;
+}
+
+void BlockSystem::OpenCross() {
+  // Written whole before it is read, up to what kernels read beyond it.
+  if (fCross != nullptr) return;
+  const std::size_t elements = fValues.size() - fFirstW - kReadBeyond;
+  fCross = std::make_unique_for_overwrite<double[]>(elements + kReadBeyond);
+  std::fill_n(fCross.get() + elements, kReadBeyond, 0.0);
+}
+
+// Q_ir = -M^T V Q_rr from the product -V Q_rr, and Q_ii from it: forms of both, in which much
+// cancels, keep more digits so.
+void BlockSystem::CrossOf(const Group& group, Working& working) {
+  const double* root = working.root.data();
+  double transposed[kLargestLeading * kLargestLeading];
+  for (std::size_t i = 0; i < group.size; ++i)
+    for (std::size_t j = 0; j < group.size; ++j)
+      transposed[i * group.size + j] = root[j * group.size + i];
+  double* half = working.half.data();
+  ScatteredRun* run = fRuns.data();
+  for (const Link& link : LinksOf(group))
+    *run++ = {fCross.get() + (link.offset - fFirstW), link.column, link.size};
+  MultiplyIntoRuns(group.size, {fRuns.data(), group.links}, transposed, group.width, half);
+  const std::size_t elements = std::size_t{group.size} * group.width;
+  for (std::size_t k = 0; k < elements; ++k) half[k] *= 0.5;
+  CofactorsOf(group, working);
 }
 
 void BlockSystem::FillReduced() {

@@ -64,6 +64,7 @@ class BlockSystem final : public NormalSystem {
   bool Seal() override;
   [[nodiscard]] double Element(std::uint32_t row, std::uint32_t column) const override;
   void DiagonalBlock(std::uint32_t first, std::uint32_t size, double* block) const override;
+  void ExpectInvertCofactors(bool expected) override { fExpectsCross = expected; }
   // The pivots are always searched.
   void FactorizeAndSolve(bool pivotSearch) override;
   [[nodiscard]] std::span<const double> Rhs() const override { return fRhs; }
@@ -233,6 +234,8 @@ class BlockSystem final : public NormalSystem {
   }
   [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
+  void OpenCross();
+  void CrossOf(const Group& group, Working& working);
   void CofactorsOf(const Group& group, const Working& working);
   void FormsOf(const Spread& spread, double* forms) const;
   bool FormsOfRay(std::span<const DesignRow> rows, double* forms) const;
@@ -343,6 +346,7 @@ class BlockSystem final : public NormalSystem {
   std::unique_ptr<double[]> fCross;   // Q_ir as W stands from fFirstW on
   std::size_t fFirstW = 0;
   bool fHasCross = false;  // fCross is that of the solution
+  bool fExpectsCross = false;
   std::array<Working, kTurns> fWorking;
   std::unique_ptr<Spread> fSpread;  // working memory
   std::unique_ptr<Gathered> fGathering;

@@ -210,6 +210,11 @@ ProtocolResults KLBundel::Results() const {
 }
 
 void KLBundel::WarnManyBlunders() {
+  // Observations stand side by side, those of a group do not: most runs need not ask the groups.
+  if (std::ranges::none_of(fMessungen, [](const MessungEntry& entry) {
+        return entry.messung->IsActive() && entry.messung->IsAusreisser();
+      }))
+    return;
   for (const Data* group : fDaten) {
     if (!group->IsActive()) continue;
     const std::uint32_t used = group->CountMessungDimensions();
