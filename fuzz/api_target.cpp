@@ -438,6 +438,8 @@ class Session {
     // Values without measure pass through the model into the sums: the change of the last solution
     // tells of them, where there is no redundancy that would.
     if (!std::isfinite(s0) || !std::isfinite(norm)) return;
+    // A run of no iteration has no sums; residuals of the start may be anything.
+    if (observations == 0) return;
     Require(s0 >= 0.0, "S0 is not negative");
     RequireSoundResults();
   }
