@@ -558,7 +558,7 @@ bool BlockSystem::FormsOfRay(std::span<const DesignRow> rows, double* forms) con
       FetchAll(fOwnCofactors.data() + ahead.diagonal, std::size_t{ahead.size} * ahead.size);
       for (std::uint32_t i = 0; i < ahead.count; ++i)
         if (i != ahead.leading)
-          FetchAll(fCross.get() + (ahead.CouplingOf(i) - fFirstW),
+          FetchAll(fCross.get() + ahead.CouplingOf(i),
                    std::size_t{ahead.size} * fGroups[ahead.groups[i]].size);
     }
   }
@@ -577,7 +577,7 @@ bool BlockSystem::FormsOfRay(std::span<const DesignRow> rows, double* forms) con
     if (i == plan.leading) continue;
     const std::uint32_t size = fGroups[plan.groups[i]].size;
     blocks[count++] = {
-        fCross.get() + (plan.CouplingOf(i) - fFirstW), size, lead, plan.size, firsts[i], size, 2.0};
+        fCross.get() + plan.CouplingOf(i), size, lead, plan.size, firsts[i], size, 2.0};
     for (std::uint32_t j = 0; j <= i; ++j) {
       if (j == plan.leading) continue;
       const ReducedSystem::Place place =

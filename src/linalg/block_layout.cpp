@@ -145,14 +145,15 @@ BlockSystem::Pairing BlockSystem::PairingOf(std::uint32_t a, std::uint32_t b) co
 std::size_t BlockSystem::OffsetOf(std::uint32_t a, std::uint32_t b) const {
   if (!fArranged) return kNoOffset;
   const Pairing pairing = PairingOf(a, b);
-  const Link* link = FindLink(pairing.from, pairing.to);
-  return link != nullptr ? link->offset : kNoOffset;
+  const LeadingRun* block = FindBlock(pairing.from, pairing.to);
+  return block != nullptr ? block->place : kNoOffset;
 }
 
-const BlockSystem::Link* BlockSystem::FindLink(std::uint32_t from, std::uint32_t to) const {
+const LeadingRun* BlockSystem::FindBlock(std::uint32_t from, std::uint32_t to) const {
   const std::span<const Link> links = LinksOf(fGroups[from]);
   const auto link = std::ranges::lower_bound(links, fGroups[to].order, {}, &Link::order);
-  return link != links.end() && link->group == to ? &*link : nullptr;
+  if (link == links.end() || link->group != to) return nullptr;
+  return fPlaces.data() + fGroups[from].firstLink + (link - links.begin());
 }
 
 void BlockSystem::Couple(std::span<const std::uint32_t> columns) {
@@ -251,6 +252,8 @@ void BlockSystem::ArrangeBlocks() {
   fStoredPlans.clear();
   fLinks.clear();
   fLinks.reserve(fMet.size());
+  fPlaces.clear();
+  fPlaces.reserve(fMet.size());
   fLeading = fOrderOfMeeting;
   for (std::uint32_t g = 0; g < fGroups.size(); ++g)
     if (fGroups[g].leads && !fHasMet[g]) fLeading.push_back(g);
@@ -265,50 +268,43 @@ void BlockSystem::ArrangeBlocks() {
   }
   const std::size_t diagonals = values;
   std::size_t widest = 0;  // elements
-  std::size_t mostLinks = 0;
-  std::vector<std::uint32_t> linkOf(fRanks, kNone);  // of a meeting
+  struct Owner {
+    std::uint32_t link = kNone;
+    std::uint32_t rows = 0;
+  };
+  std::vector<Owner> ownerOf(fRanks);  // of a meeting
+  std::vector<Met> met;
   for (const std::uint32_t g : order) {
     Group& group = fGroups[g];
     group.firstLink = static_cast<std::uint32_t>(fLinks.size());
-    group.links = static_cast<std::uint32_t>(MetBy(g).size());
-    for (const Met& met : MetBy(g))
-      fLinks.push_back({met.rank,
-                        met.group,
-                        fGroups[met.group].order,
-                        0,
-                        static_cast<std::uint16_t>(fGroups[met.group].size),
-                        static_cast<std::uint16_t>(group.size)});
-    const std::span<Link> links = std::span(fLinks).subspan(group.firstLink);
-    std::ranges::sort(links, {}, &Link::order);
+    met.assign(MetBy(g).begin(), MetBy(g).end());
+    group.links = static_cast<std::uint32_t>(met.size());
+    std::ranges::sort(met, {}, [this](const Met& m) { return fGroups[m.group].order; });
     group.width = 0;
-    for (Link& link : links) {
-      linkOf[link.offset] = static_cast<std::uint32_t>(&link - fLinks.data());
-      link.column = group.width;
-      group.width += link.size;
+    for (const Met& m : met) {
+      const Group& other = fGroups[m.group];
+      ownerOf[m.rank] = {static_cast<std::uint32_t>(fLinks.size()), group.size};
+      fLinks.push_back({m.group, other.order});
+      fPlaces.push_back({0, group.width, other.size});
+      group.width += other.size;
     }
-    if (!group.leads) continue;
-    widest = std::max(widest, std::size_t{group.size} * group.width);
-    mostLinks = std::max(mostLinks, links.size());
+    if (group.leads) widest = std::max(widest, std::size_t{group.size} * group.width);
   }
   // Blocks of trailing groups, then those of leading groups.
   const std::size_t trailingLinks =
       fTrailing.empty() ? fLinks.size() : fGroups[fTrailing[0]].firstLink;
-  for (const bool isLeading : {false, true}) {
-    fFirstW = values;
-    for (const std::uint32_t l : linkOf) {
-      if (l == kNone || (l < trailingLinks) != isLeading) continue;
-      Link& link = fLinks[l];
-      link.offset = values;
-      values += std::size_t{link.rows} * link.size;
+  for (const bool isLeading : {false, true})
+    for (const Owner& owner : ownerOf) {
+      if (owner.link == kNone || (owner.link < trailingLinks) != isLeading) continue;
+      LeadingRun& block = fPlaces[owner.link];
+      block.place = values;
+      values += std::size_t{owner.rows} * block.size;
     }
-  }
   fValues.assign(values + kReadBeyond, 0.0);
   fIsZero = true;
   for (Working& working : fWorking)
     for (std::vector<double>* block : {&working.v, &working.half})
       block->assign(widest + kReadBeyond, 0.0);
-  fScattered.resize(mostLinks);
-  fRuns.resize(mostLinks);
   fFactors.assign(diagonals, 0.0);
   fOwnCofactors.assign(diagonals + kReadBeyond, 0.0);
   fCross.reset();
@@ -352,14 +348,15 @@ void BlockSystem::ArrangePairs() {
     std::uint32_t before = ReducedSystem::kNoBlock;
     for (const Link& link : LinksOf(group)) {
       const std::uint32_t block = fGroups[link.group].trailing;
+      const std::uint32_t size = fGroups[link.group].size;
       if (before != ReducedSystem::kNoBlock && fReduced.AreNeighbours(before, block)) {
-        fJoined.back().size += link.size;
+        fJoined.back().size += size;
       } else {
-        fJoined.push_back({column, link.size});
+        fJoined.push_back({fReduced.Start(block), column, size});
         blocks.push_back(block);
       }
       before = block;
-      column += link.size;
+      column += size;
     }
     group.joined = static_cast<std::uint32_t>(blocks.size());
     for (std::size_t x = 0; x < blocks.size(); ++x)

@@ -146,9 +146,10 @@ void BlockSystem::ForEachLeader(Use use, Finish finish) {
   for (std::size_t k = 0; k < count + 2; ++k) {
     if (k < count) {
       if (k + kGroupsAhead < count)
-        for (const Link& link : LinksOf(fLeaders[k + kGroupsAhead]))
-          FetchAll(fValues.data() + link.offset, std::size_t{link.rows} * link.size);
-      Scale(fLeaders[k], fScattered, fWorking[k % kTurns]);
+        for (const LeadingRun& block : PlacesOf(fLeaders[k + kGroupsAhead]))
+          FetchAll(fValues.data() + block.place,
+                   std::size_t{fLeaders[k + kGroupsAhead].size} * block.size);
+      Scale(fLeaders[k], fWorking[k % kTurns]);
     }
     if (k >= 1 && k <= count) use(fLeaders[k - 1], fWorking[(k - 1) % kTurns]);
     if (k >= 2) finish(fLeaders[k - 2], fWorking[(k - 2) % kTurns]);
@@ -156,15 +157,11 @@ void BlockSystem::ForEachLeader(Use use, Finish finish) {
 }
 
 // V = M W
-void BlockSystem::Scale(const Group& group,
-                        std::vector<ScatteredBlock>& scattered,
-                        Working& working) const {
+void BlockSystem::Scale(const Group& group, Working& working) const {
   RootOfInverse(fFactors.data() + group.diagonal, group.size, working.root.data());
-  ScatteredBlock* block = scattered.data();
-  for (const Link& link : LinksOf(group))
-    *block++ = {fValues.data() + link.offset, link.column, link.size};
   MultiplyScattered(group.size,
-                    {scattered.data(), group.links},
+                    PlacesOf(group),
+                    fValues.data(),
                     working.root.data(),
                     group.width,
                     working.v.data());
@@ -184,7 +181,7 @@ void BlockSystem::Eliminate() {
       [this](const Group& group, const Working& working) {
         const double* v = working.v.data();
         SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
-        GatherInto(group, fRhs.data() + group.start, working, fRuns, fReducedRhs);
+        GatherInto(group, fRhs.data() + group.start, working, fReducedRhs);
       },
       [](const Group&, const Working&) {});
 }
@@ -195,8 +192,8 @@ double BlockSystem::Element(std::uint32_t row, std::uint32_t column) const {
   const std::size_t i = row - fGroups[a].start;
   const std::size_t j = column - fGroups[b].start;
   if (a == b) return fValues[fGroups[a].diagonal + i * fGroups[a].size + j];
-  if (const Link* link = FindLink(a, b)) return fValues[link->offset + i * link->size + j];
-  if (const Link* link = FindLink(b, a)) return fValues[link->offset + j * link->size + i];
+  if (const LeadingRun* block = FindBlock(a, b)) return fValues[block->place + i * block->size + j];
+  if (const LeadingRun* block = FindBlock(b, a)) return fValues[block->place + j * block->size + i];
   return 0.0;
 }
 
@@ -235,7 +232,6 @@ void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
                  fReducedRhs,
                  fRhs.data() + group.start,
                  working,
-                 fRuns,
                  fSolution.data() + group.start);
   };
   const double* const q = fReduced.Inverse().data();
@@ -285,11 +281,11 @@ void BlockSystem::InvertCofactors() {
 }
 
 void BlockSystem::OpenCross() {
-  // Written whole before it is read, up to what kernels read beyond it.
+  // What stands before W is never touched, the rest is written whole before it is read, up to what
+  // kernels read beyond it.
   if (fCross != nullptr) return;
-  const std::size_t elements = fValues.size() - fFirstW - kReadBeyond;
-  fCross = std::make_unique_for_overwrite<double[]>(elements + kReadBeyond);
-  std::fill_n(fCross.get() + elements, kReadBeyond, 0.0);
+  fCross = std::make_unique_for_overwrite<double[]>(fValues.size());
+  std::fill_n(fCross.get() + fValues.size() - kReadBeyond, kReadBeyond, 0.0);
 }
 
 // Q_ir = -M^T V Q_rr from the product -V Q_rr, and Q_ii from it: forms of both, in which much
@@ -301,10 +297,8 @@ void BlockSystem::CrossOf(const Group& group, Working& working) {
     for (std::size_t j = 0; j < group.size; ++j)
       transposed[i * group.size + j] = root[j * group.size + i];
   double* half = working.half.data();
-  ScatteredRun* run = fRuns.data();
-  for (const Link& link : LinksOf(group))
-    *run++ = {fCross.get() + (link.offset - fFirstW), link.column, link.size};
-  MultiplyIntoRuns(group.size, {fRuns.data(), group.links}, transposed, group.width, half);
+  MultiplyIntoRuns(
+      group.size, PlacesOf(group), fCross.get(), transposed, group.width, half);
   const std::size_t elements = std::size_t{group.size} * group.width;
   for (std::size_t k = 0; k < elements; ++k) half[k] *= 0.5;
   CofactorsOf(group, working);
@@ -323,13 +317,13 @@ void BlockSystem::FillReduced() {
         reduced[own.offset + i * own.rowStride + j * own.columnStride] += block[i * group.size + j];
     }
     for (std::uint32_t l = 0; l < group.links; ++l) {
-      const Link& link = fLinks[group.firstLink + l];
+      const LeadingRun& link = fPlaces[group.firstLink + l];
       const Pair& pair = fPairs[group.firstPair + l];
       // The pair's rows are the link's, its columns this group's, or the other way round.
       for (std::size_t i = 0; i < group.size; ++i)
         for (std::size_t j = 0; j < link.size; ++j)
           reduced[pair.offset + (pair.swapped ? j * pair.stride + i : i * pair.stride + j)] +=
-              fValues[link.offset + i * link.size + j];
+              fValues[link.place + i * link.size + j];
     }
   }
 }
@@ -342,39 +336,26 @@ LeadingBlocks BlockSystem::BlocksOf(const Group& group) const noexcept {
           fPairs.data() + group.firstPair};
 }
 
-std::span<const ScatteredRun> BlockSystem::RunsOf(const Group& group,
-                                                  double* reduced,
-                                                  std::vector<ScatteredRun>& runs) const {
-  ScatteredRun* run = runs.data();
-  for (const Link& link : LinksOf(group))
-    *run++ = {reduced + fReduced.Start(fGroups[link.group].trailing), link.column, link.size};
-  return {runs.data(), group.links};
-}
-
 // reduced -= V^T M n_i
 void BlockSystem::GatherInto(const Group& group,
                              const double* rhs,
                              const Working& working,
-                             std::vector<ScatteredRun>& runs,
                              std::span<double> reduced) const {
   double scaled[kLargestLeading];
   MultiplyRoot(working.root.data(), group.size, rhs, scaled);
-  SubtractCombined(
-      group.size, RunsOf(group, reduced.data(), runs), group.width, working.v.data(), scaled);
+  SubtractCombined(BlocksOf(group), working.v.data(), scaled, reduced.data());
 }
 
 // x_i = P^-1 n_i - M^T V x_r = L^-T (D^-1 L^-1 n_i - D^-1/2 V x_r): without a root where nothing is
 // coupled, so that a group that stands alone has its exact solution.
 void BlockSystem::SolveLeading(const Group& group,
-                               std::span<double> reduced,
+                               std::span<const double> reduced,
                                const double* rhs,
                                const Working& working,
-                               std::vector<ScatteredRun>& runs,
                                double* x) const {
   const std::size_t n = group.size;
   double scaled[kLargestLeading];
-  MultiplyVector(
-      group.size, RunsOf(group, reduced.data(), runs), group.width, working.v.data(), scaled);
+  MultiplyVector(BlocksOf(group), working.v.data(), reduced.data(), scaled);
   const double* factors = fFactors.data() + group.diagonal;
   for (std::size_t k = 0; k < n; ++k) {
     double sum = rhs[k];
@@ -398,10 +379,10 @@ std::optional<BlockSystem::View> BlockSystem::ViewOf(std::uint32_t a, std::uint3
   }
   if (a == b) return View{fOwnCofactors.data() + ga.diagonal, ga.size, 1};
   if (!fHasCross || (ga.leads && gb.leads)) return {};
-  const Link* link = ga.leads ? FindLink(a, b) : FindLink(b, a);
-  if (link == nullptr) return {};
-  const double* from = fCross.get() + (link->offset - fFirstW);
-  return ga.leads ? View{from, link->size, 1} : View{from, 1, link->size};
+  const LeadingRun* block = ga.leads ? FindBlock(a, b) : FindBlock(b, a);
+  if (block == nullptr) return {};
+  const double* from = fCross.get() + block->place;
+  return ga.leads ? View{from, block->size, 1} : View{from, 1, block->size};
 }
 
 bool BlockSystem::BlockOf(std::uint32_t a, std::uint32_t b, double* block) const {
@@ -417,15 +398,13 @@ void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) cons
   x.assign(fSize, 0.0);
   const Group& own = fGroups[fGroupOf[column]];
   std::vector<double> reduced(fReduced.Unknowns() + kReadBeyond);
-  std::vector<ScatteredRun> runs(fRuns.size());
-  std::vector<ScatteredBlock> scattered(fScattered.size());
   Working working;
   working.v.resize(fWorking[0].v.size());
   double unit[kLargestBlock] = {};
   unit[column - own.start] = 1.0;
   if (own.leads) {
-    Scale(own, scattered, working);
-    GatherInto(own, unit, working, runs, reduced);
+    Scale(own, working);
+    GatherInto(own, unit, working, reduced);
   } else {
     reduced[fReduced.Start(own.trailing) + column - own.start] = 1.0;
   }
@@ -434,8 +413,8 @@ void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) cons
   for (const Group& group : fGroups) {
     double* solution = x.data() + group.start;
     if (group.leads) {
-      Scale(group, scattered, working);
-      SolveLeading(group, reduced, &group == &own ? unit : kZeros, working, runs, solution);
+      Scale(group, working);
+      SolveLeading(group, reduced, &group == &own ? unit : kZeros, working, solution);
     } else {
       std::copy_n(reduced.begin() + fReduced.Start(group.trailing), group.size, solution);
     }

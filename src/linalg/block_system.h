@@ -90,12 +90,8 @@ class BlockSystem final : public NormalSystem {
   // A block beside the diagonal: of a leading group some columns of its W, of a trailing group its
   // coupling with a later one.
   struct Link {
-    std::size_t offset;    // of the block in fValues, by rows
-    std::uint32_t group;   // the other one
-    std::uint32_t order;   // of that group
-    std::uint32_t column;  // of its first unknown among those of all links
-    std::uint16_t size;    // unknowns of that group
-    std::uint16_t rows;    // of this one
+    std::uint32_t group;  // the other one
+    std::uint32_t order;  // of that group
   };
   struct Group {
     std::uint32_t start = 0;
@@ -204,7 +200,8 @@ class BlockSystem final : public NormalSystem {
   [[nodiscard]] std::span<const Met> MetBy(std::uint32_t group) const noexcept {
     return std::span(fMet).subspan(fMetBy[group], fMetBy[group + 1] - fMetBy[group]);
   }
-  [[nodiscard]] const Link* FindLink(std::uint32_t from, std::uint32_t to) const;
+  // Where the block of a link stands, by rows; none where the groups are not linked.
+  [[nodiscard]] const LeadingRun* FindBlock(std::uint32_t from, std::uint32_t to) const;
   bool FindRuns(std::span<const DesignRow> rows, Spread& spread) const;
   void AddSpread(const Spread& spread,
                  const Plan* plan,
@@ -228,9 +225,12 @@ class BlockSystem final : public NormalSystem {
   static constexpr std::size_t kTurns = 3;
   template <typename Use, typename Finish>
   void ForEachLeader(Use use, Finish finish);
-  void Scale(const Group& group, std::vector<ScatteredBlock>& scattered, Working& working) const;
+  void Scale(const Group& group, Working& working) const;
   [[nodiscard]] std::span<const Link> LinksOf(const Group& group) const noexcept {
     return std::span(fLinks).subspan(group.firstLink, group.links);
+  }
+  [[nodiscard]] std::span<const LeadingRun> PlacesOf(const Group& group) const noexcept {
+    return std::span(fPlaces).subspan(group.firstLink, group.links);
   }
   [[nodiscard]] LeadingBlocks BlocksOf(const Group& group) const noexcept;
   void FillReduced();
@@ -251,23 +251,16 @@ class BlockSystem final : public NormalSystem {
   bool BlockOf(std::uint32_t a, std::uint32_t b, double* block) const;
   // The solution for a unit vector.
   void SolveColumn(std::uint32_t column, std::vector<double>& x) const;
-  // Where the elements of a group's links stand in a vector of the reduced system; `runs` is
-  // working memory.
-  [[nodiscard]] std::span<const ScatteredRun> RunsOf(const Group& group,
-                                                     double* reduced,
-                                                     std::vector<ScatteredRun>& runs) const;
   // The share of a leading group with the right-hand side n_i in that of the reduced system, and
   // its solution x_i.
   void GatherInto(const Group& group,
                   const double* rhs,
                   const Working& working,
-                  std::vector<ScatteredRun>& runs,
                   std::span<double> reduced) const;
   void SolveLeading(const Group& group,
-                    std::span<double> reduced,
+                    std::span<const double> reduced,
                     const double* rhs,
                     const Working& working,
-                    std::vector<ScatteredRun>& runs,
                     double* x) const;
 
   SystemLayout fLayout;
@@ -301,6 +294,8 @@ class BlockSystem final : public NormalSystem {
   bool fDemoted = false;     // in this assembly
 
   std::vector<Link> fLinks;
+  // Of the links: their blocks in fValues, by rows, and their columns among those of all links.
+  std::vector<LeadingRun> fPlaces;
   // The block that a constraint stored into last.
   struct StoredBlock {
     double* block = nullptr;
@@ -332,7 +327,7 @@ class BlockSystem final : public NormalSystem {
                                std::uint32_t columns);
   std::vector<StoredPlan> fStoredPlans;  // in the order of an assembly
   std::size_t fNextStored = 0;
-  std::vector<LeadingLink> fJoined;
+  std::vector<LeadingRun> fJoined;  // with places in a vector of the reduced system
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
   std::vector<Plan> fPlans;  // of the observations, in the order of an assembly
@@ -343,15 +338,12 @@ class BlockSystem final : public NormalSystem {
   bool fIsZero = false;               // they hold nothing yet
   std::vector<double> fFactors;       // of P^-1 at the places of the diagonal blocks
   std::vector<double> fOwnCofactors;  // Q_ii likewise
-  std::unique_ptr<double[]> fCross;   // Q_ir as W stands from fFirstW on
-  std::size_t fFirstW = 0;
+  std::unique_ptr<double[]> fCross;   // Q_ir at the places of W
   bool fHasCross = false;  // fCross is that of the solution
   bool fExpectsCross = false;
   std::array<Working, kTurns> fWorking;
   std::unique_ptr<Spread> fSpread;  // working memory
   std::unique_ptr<Gathered> fGathering;
-  std::vector<ScatteredBlock> fScattered;
-  std::vector<ScatteredRun> fRuns;
   std::vector<double> fReducedRhs;  // then the reduced solution
   std::vector<double> fRhs, fSolution, fDiagonal;
 };

@@ -111,8 +111,8 @@ template <std::uint32_t D, bool kRoundUp>
   const LeadingPair* pair = blocks.pair;
   for (std::uint32_t x = 0; x < blocks.links; ++x)
     for (std::uint32_t z = 0; z <= x; ++z, ++pair) {
-      const LeadingLink& rows = blocks.link[pair->swapped ? z : x];
-      const LeadingLink& columns = blocks.link[pair->swapped ? x : z];
+      const LeadingRun& rows = blocks.link[pair->swapped ? z : x];
+      const LeadingRun& columns = blocks.link[pair->swapped ? x : z];
       InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
         SubtractOuter<D, N, K>(reduced + pair->offset + first,
                                pair->stride,
@@ -173,8 +173,8 @@ template <std::uint32_t D, bool kRoundUp>
   const LeadingPair* pair = blocks.pair;
   for (std::uint32_t x = 0; x < blocks.links; ++x)
     for (std::uint32_t z = 0; z <= x; ++z, ++pair) {
-      const LeadingLink& rows = blocks.link[pair->swapped ? z : x];
-      const LeadingLink& columns = blocks.link[pair->swapped ? x : z];
+      const LeadingRun& rows = blocks.link[pair->swapped ? z : x];
+      const LeadingRun& columns = blocks.link[pair->swapped ? x : z];
       const double* q = inverse + pair->offset;
       InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
         SubtractAlong<D, N, K>(cross + rows.first + first,
@@ -229,8 +229,8 @@ template <std::uint32_t D, bool kRoundUp>
   for (std::uint32_t x = 0; x < blocks.links; ++x)
     for (std::uint32_t z = 0; z <= x; ++z, ++pair) {
       if (!pair->swapped) continue;
-      const LeadingLink& rows = blocks.link[z];
-      const LeadingLink& columns = blocks.link[x];
+      const LeadingRun& rows = blocks.link[z];
+      const LeadingRun& columns = blocks.link[x];
       InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
         SubtractAlong<D, N, K>(half + rows.first + first,
                                y + columns.first,
@@ -243,13 +243,13 @@ template <std::uint32_t D, bool kRoundUp>
     }
   const LeadingPair* pairs = blocks.pair;
   for (std::uint32_t x = 0; x < blocks.links; pairs += ++x) {
-    const LeadingLink& rows = blocks.link[x];
+    const LeadingRun& rows = blocks.link[x];
     InPieces<kRoundUp>(rows.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       LanesOf<N> sum[6];
       double* piece = half + rows.first + first;
       for (std::uint32_t r = 0; r < d; ++r) sum[r] = Load<N>(piece + r * width).lanes;
       for (std::uint32_t z = 0; z < x; ++z) {
-        const LeadingLink& columns = blocks.link[z];
+        const LeadingRun& columns = blocks.link[z];
         if (!pairs[z].swapped)
           SubtractColumns<D, N>(sum,
                                 1.0,
@@ -324,12 +324,13 @@ template <std::uint32_t K, bool kRoundUp, std::uint32_t N>
 
 template <std::uint32_t D, bool kRoundUp>
 [[gnu::always_inline]] inline void IntoRunsBody(std::uint32_t depth,
-                                                std::span<const ScatteredRun> runs,
+                                                std::span<const LeadingRun> runs,
+                                                double* blocks,
                                                 const double* matrix,
                                                 std::size_t width,
                                                 const double* y) {
   const std::uint32_t d = D == 0 ? depth : D;
-  for (const ScatteredRun& run : runs)
+  for (const LeadingRun& run : runs)
     InPieces<kRoundUp>(run.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       LanesOf<N> rows[6];
       for (std::uint32_t r = 0; r < d; ++r)
@@ -337,41 +338,40 @@ template <std::uint32_t D, bool kRoundUp>
       for (std::uint32_t i = 0; i < d; ++i) {
         LanesOf<N> sum = rows[0] * matrix[std::size_t{i} * d];
         for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * matrix[std::size_t{i} * d + r];
-        Store<K, N>(run.to + i * std::size_t{run.size} + first, sum);
+        Store<K, N>(blocks + run.place + i * std::size_t{run.size} + first, sum);
       }
     });
 }
 
 template <bool kRoundUp>
-[[gnu::always_inline]] inline void CombineBody(std::uint32_t n,
-                                               std::span<const ScatteredRun> runs,
-                                               std::size_t width,
+[[gnu::always_inline]] inline void CombineBody(const LeadingBlocks& blocks,
                                                const double* y,
-                                               const double* factors) {
-  for (const ScatteredRun& run : runs)
+                                               const double* factors,
+                                               double* x) {
+  for (const LeadingRun& run : std::span(blocks.link, blocks.links))
     InPieces<kRoundUp>(run.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       const double* from = y + run.first + first;
-      double* to = run.to + first;
+      double* to = x + run.place + first;
       LanesOf<N> sum = Load<N>(from).lanes * factors[0];
-      for (std::uint32_t i = 1; i < n; ++i) sum += Load<N>(from + i * width).lanes * factors[i];
+      for (std::uint32_t i = 1; i < blocks.n; ++i)
+        sum += Load<N>(from + i * blocks.width).lanes * factors[i];
       Store<K, N>(to, Load<N>(to).lanes - sum);
     });
 }
 
 template <std::uint32_t D, bool kRoundUp>
-[[gnu::always_inline]] inline void VectorBody(std::uint32_t depth,
-                                              std::span<const ScatteredRun> runs,
-                                              std::size_t width,
+[[gnu::always_inline]] inline void VectorBody(const LeadingBlocks& blocks,
                                               const double* y,
+                                              const double* x,
                                               double* dots) {
-  const std::uint32_t d = D == 0 ? depth : D;
+  const std::uint32_t d = D == 0 ? blocks.n : D;
   LanesOf<8> sums[6] = {};
-  for (const ScatteredRun& run : runs)
+  for (const LeadingRun& run : std::span(blocks.link, blocks.links))
     InPieces<kRoundUp>(run.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
-      const LanesOf<N> x = Load<N>(run.to + first).lanes;
+      const LanesOf<N> piece = Load<N>(x + run.place + first).lanes;
       for (std::uint32_t i = 0; i < d; ++i)
         AddPiece<K, kRoundUp, N>(
-            sums[i], first, Load<N>(y + i * width + run.first + first).lanes * x);
+            sums[i], first, Load<N>(y + i * blocks.width + run.first + first).lanes * piece);
     });
   for (std::uint32_t i = 0; i < d; ++i) {
     double lanes[8];
@@ -410,20 +410,21 @@ template <std::uint32_t C, bool kRoundUp>
 
 template <std::uint32_t D, bool kRoundUp>
 [[gnu::always_inline]] inline void ScatteredBody(std::uint32_t depth,
-                                                 std::span<const ScatteredBlock> blocks,
+                                                 std::span<const LeadingRun> runs,
+                                                 const double* blocks,
                                                  const double* matrix,
                                                  std::size_t width,
                                                  double* y) {
   const std::uint32_t d = D == 0 ? depth : D;
-  for (const ScatteredBlock& block : blocks)
-    InPieces<kRoundUp>(block.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
+  for (const LeadingRun& run : runs)
+    InPieces<kRoundUp>(run.size, [&]<std::uint32_t N, std::uint32_t K>(std::uint32_t first) {
       LanesOf<N> rows[6];
       for (std::uint32_t r = 0; r < d; ++r)
-        rows[r] = Load<N>(block.from + r * std::size_t{block.size} + first).lanes;
+        rows[r] = Load<N>(blocks + run.place + r * std::size_t{run.size} + first).lanes;
       for (std::uint32_t i = 0; i < d; ++i) {
         LanesOf<N> sum = rows[0] * matrix[std::size_t{i} * d];
         for (std::uint32_t r = 1; r < d; ++r) sum += rows[r] * matrix[std::size_t{i} * d + r];
-        Store<K, N>(y + i * width + block.first + first, sum);
+        Store<K, N>(y + i * width + run.first + first, sum);
       }
     });
 }
@@ -509,38 +510,39 @@ template <std::uint32_t N>
 // Depths and components that are worth code of their own, and all others.
 template <bool kRoundUp>
 [[gnu::always_inline]] inline void Scattered(std::uint32_t n,
-                                             std::span<const ScatteredBlock> blocks,
+                                             std::span<const LeadingRun> runs,
+                                             const double* blocks,
                                              const double* matrix,
                                              std::size_t width,
                                              double* y) {
   if (n == 3)
-    ScatteredBody<3, kRoundUp>(n, blocks, matrix, width, y);
+    ScatteredBody<3, kRoundUp>(n, runs, blocks, matrix, width, y);
   else
-    ScatteredBody<0, kRoundUp>(n, blocks, matrix, width, y);
+    ScatteredBody<0, kRoundUp>(n, runs, blocks, matrix, width, y);
 }
 
 template <bool kRoundUp>
 [[gnu::always_inline]] inline void IntoRuns(std::uint32_t n,
-                                            std::span<const ScatteredRun> runs,
+                                            std::span<const LeadingRun> runs,
+                                            double* blocks,
                                             const double* matrix,
                                             std::size_t width,
                                             const double* y) {
   if (n == 3)
-    IntoRunsBody<3, kRoundUp>(n, runs, matrix, width, y);
+    IntoRunsBody<3, kRoundUp>(n, runs, blocks, matrix, width, y);
   else
-    IntoRunsBody<0, kRoundUp>(n, runs, matrix, width, y);
+    IntoRunsBody<0, kRoundUp>(n, runs, blocks, matrix, width, y);
 }
 
 template <bool kRoundUp>
-[[gnu::always_inline]] inline void Vector(std::uint32_t n,
-                                          std::span<const ScatteredRun> runs,
-                                          std::size_t width,
+[[gnu::always_inline]] inline void Vector(const LeadingBlocks& blocks,
                                           const double* y,
+                                          const double* x,
                                           double* dots) {
-  if (n == 3)
-    VectorBody<3, kRoundUp>(n, runs, width, y, dots);
+  if (blocks.n == 3)
+    VectorBody<3, kRoundUp>(blocks, y, x, dots);
   else
-    VectorBody<0, kRoundUp>(n, runs, width, y, dots);
+    VectorBody<0, kRoundUp>(blocks, y, x, dots);
 }
 
 [[gnu::always_inline]] inline void Products(std::span<const ProductBlock> blocks,
@@ -637,13 +639,20 @@ template <bool kRoundUp>
 }
 
 struct Kernels {
-  void (*scattered)(
-      std::uint32_t, std::span<const ScatteredBlock>, const double*, std::size_t, double*);
-  void (*intoRuns)(
-      std::uint32_t, std::span<const ScatteredRun>, const double*, std::size_t, const double*);
-  void (*combine)(
-      std::uint32_t, std::span<const ScatteredRun>, std::size_t, const double*, const double*);
-  void (*vector)(std::uint32_t, std::span<const ScatteredRun>, std::size_t, const double*, double*);
+  void (*scattered)(std::uint32_t,
+                    std::span<const LeadingRun>,
+                    const double*,
+                    const double*,
+                    std::size_t,
+                    double*);
+  void (*intoRuns)(std::uint32_t,
+                   std::span<const LeadingRun>,
+                   double*,
+                   const double*,
+                   std::size_t,
+                   const double*);
+  void (*combine)(const LeadingBlocks&, const double*, const double*, double*);
+  void (*vector)(const LeadingBlocks&, const double*, const double*, double*);
   void (*products)(std::span<const ProductBlock>, const ProductRows&);
   void (*leading)(const LeadingProducts&, const ProductRows&, const double*);
   void (*normals)(GatheredRows&);
@@ -658,34 +667,30 @@ struct Kernels {
 // themselves, so each variant is a set of functions of its own.
 #define CARDO_KERNELS(Name, kRoundUp, ...)                                                         \
   struct Name {                                                                                    \
-    __VA_ARGS__ static void ScatteredOf(std::uint32_t n,                                           \
-                                        std::span<const ScatteredBlock> blocks,                    \
-                                        const double* matrix,                                      \
-                                        std::size_t width,                                         \
-                                        double* y) {                                               \
-      Scattered<kRoundUp>(n, blocks, matrix, width, y);                                            \
-    }                                                                                              \
-    __VA_ARGS__ static void IntoRunsOf(std::uint32_t n,                                            \
-                                       std::span<const ScatteredRun> runs,                         \
-                                       const double* matrix,                                       \
-                                       std::size_t width,                                          \
-                                       const double* y) {                                          \
-      IntoRuns<kRoundUp>(n, runs, matrix, width, y);                                               \
-    }                                                                                              \
-    __VA_ARGS__ static void CombineOf(std::uint32_t n,                                             \
-                                      std::span<const ScatteredRun> runs,                          \
-                                      std::size_t width,                                           \
-                                      const double* y,                                             \
-                                      const double* factors) {                                     \
-      CombineBody<kRoundUp>(n, runs, width, y, factors);                                           \
-    }                                                                                              \
-    __VA_ARGS__ static void VectorOf(std::uint32_t n,                                              \
-                                     std::span<const ScatteredRun> runs,                           \
-                                     std::size_t width,                                            \
-                                     const double* y,                                              \
-                                     double* dots) {                                               \
-      Vector<kRoundUp>(n, runs, width, y, dots);                                                   \
-    }                                                                                              \
+    __VA_ARGS__ static void ScatteredOf(std::uint32_t n, \
+                                        std::span<const LeadingRun> runs, \
+                                        const double* blocks, \
+                                        const double* matrix, \
+                                        std::size_t width, \
+                                        double* y) { \
+      Scattered<kRoundUp>(n, runs, blocks, matrix, width, y); \
+    } \
+    __VA_ARGS__ static void IntoRunsOf(std::uint32_t n, \
+                                       std::span<const LeadingRun> runs, \
+                                       double* blocks, \
+                                       const double* matrix, \
+                                       std::size_t width, \
+                                       const double* y) { \
+      IntoRuns<kRoundUp>(n, runs, blocks, matrix, width, y); \
+    } \
+    __VA_ARGS__ static void CombineOf( \
+        const LeadingBlocks& blocks, const double* y, const double* factors, double* x) { \
+      CombineBody<kRoundUp>(blocks, y, factors, x); \
+    } \
+    __VA_ARGS__ static void VectorOf( \
+        const LeadingBlocks& blocks, const double* y, const double* x, double* dots) { \
+      Vector<kRoundUp>(blocks, y, x, dots); \
+    } \
     __VA_ARGS__ static void ProductsOf(std::span<const ProductBlock> blocks,                       \
                                        const ProductRows& rows) {                                  \
       Products(blocks, rows);                                                                      \
@@ -775,39 +780,39 @@ const Kernels& Chosen(std::optional<Variant> variant) noexcept {
 }  // namespace
 
 void MultiplyScattered(std::uint32_t n,
-                       std::span<const ScatteredBlock> blocks,
+                       std::span<const LeadingRun> runs,
+                       const double* blocks,
                        const double* matrix,
                        std::size_t width,
                        double* y,
                        std::optional<Variant> variant) {
-  Chosen(variant).scattered(n, blocks, matrix, width, y);
+  Chosen(variant).scattered(n, runs, blocks, matrix, width, y);
 }
 
 void MultiplyIntoRuns(std::uint32_t n,
-                      std::span<const ScatteredRun> runs,
+                      std::span<const LeadingRun> runs,
+                      double* blocks,
                       const double* matrix,
                       std::size_t width,
                       const double* y,
                       std::optional<Variant> variant) {
-  Chosen(variant).intoRuns(n, runs, matrix, width, y);
+  Chosen(variant).intoRuns(n, runs, blocks, matrix, width, y);
 }
 
-void SubtractCombined(std::uint32_t n,
-                      std::span<const ScatteredRun> runs,
-                      std::size_t width,
+void SubtractCombined(const LeadingBlocks& blocks,
                       const double* y,
                       const double* factors,
+                      double* x,
                       std::optional<Variant> variant) {
-  Chosen(variant).combine(n, runs, width, y, factors);
+  Chosen(variant).combine(blocks, y, factors, x);
 }
 
-void MultiplyVector(std::uint32_t n,
-                    std::span<const ScatteredRun> runs,
-                    std::size_t width,
+void MultiplyVector(const LeadingBlocks& blocks,
                     const double* y,
+                    const double* x,
                     double* dots,
                     std::optional<Variant> variant) {
-  Chosen(variant).vector(n, runs, width, y, dots);
+  Chosen(variant).vector(blocks, y, x, dots);
 }
 
 void AddProducts(std::span<const ProductBlock> blocks,

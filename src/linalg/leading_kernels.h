@@ -17,7 +17,8 @@ namespace vermo {
 // What one leading group does to the reduced system and takes from it. The group has n unknowns (at
 // most 6) and links to trailing groups; W, Y and Q_ir are blocks of n rows by `width` columns, by
 // rows, and a link owns a run of the columns.
-struct LeadingLink {
+struct LeadingRun {
+  std::size_t place;    // of what belongs to the run somewhere else: its first element there
   std::uint32_t first;  // column
   std::uint32_t size;
 };
@@ -35,7 +36,7 @@ struct LeadingBlocks {
   std::uint32_t n;
   std::uint32_t links;
   std::size_t width;
-  const LeadingLink* link;
+  const LeadingRun* link;
   const LeadingPair* pair;
 };
 
@@ -43,50 +44,37 @@ struct LeadingBlocks {
 // written there. A variant is given by tests only; without it the machine's best one runs.
 inline constexpr std::size_t kReadBeyond = 4;
 
-// A block of n rows by `size` columns, by rows, that gives columns of a wider one.
-struct ScatteredBlock {
-  const double* from;
-  std::uint32_t first;  // column there
-  std::uint32_t size;
-};
-
-// y = M w for the w of n rows of `width` columns whose columns are those of the blocks.
+// y = M w for the w of n rows of `width` columns whose runs stand as blocks of their own, by rows,
+// at their places behind `blocks`.
 void MultiplyScattered(std::uint32_t n,
-                       std::span<const ScatteredBlock> blocks,
+                       std::span<const LeadingRun> runs,
+                       const double* blocks,
                        const double* matrix,
                        std::size_t width,
                        double* y,
                        std::optional<dense::Variant> variant = {});
 
-// A run of columns of Y, and what stands somewhere else for it.
-struct ScatteredRun {
-  double* to;
-  std::uint32_t first;  // column
-  std::uint32_t size;
-};
-
-// The product M y of n rows of `width` columns, run by run: each one by rows at its place.
+// The product M y of n rows of `width` columns, run by run: each one by rows at its place behind
+// `blocks`.
 void MultiplyIntoRuns(std::uint32_t n,
-                      std::span<const ScatteredRun> runs,
+                      std::span<const LeadingRun> runs,
+                      double* blocks,
                       const double* matrix,
                       std::size_t width,
                       const double* y,
                       std::optional<dense::Variant> variant = {});
 
-// to(c) -= sum over i of factors(i) y(i, c) for n rows of `width` columns, at the places of the
-// runs.
-void SubtractCombined(std::uint32_t n,
-                      std::span<const ScatteredRun> runs,
-                      std::size_t width,
+// x(c) -= sum over i of factors(i) y(i, c), with x at the places of the links.
+void SubtractCombined(const LeadingBlocks& blocks,
                       const double* y,
                       const double* factors,
+                      double* x,
                       std::optional<dense::Variant> variant = {});
 
-// dots(i) = sum over c of y(i, c) x(c), with x at the places of the runs.
-void MultiplyVector(std::uint32_t n,
-                    std::span<const ScatteredRun> runs,
-                    std::size_t width,
+// dots(i) = sum over c of y(i, c) x(c), with x at the places of the links.
+void MultiplyVector(const LeadingBlocks& blocks,
                     const double* y,
+                    const double* x,
                     double* dots,
                     std::optional<dense::Variant> variant = {});
 

@@ -33,12 +33,6 @@ void ReducedSystem::Arrange(const BlockPattern& pattern,
                             const std::vector<bool>& isRoot) {
   const auto blocks = static_cast<std::uint32_t>(sizes.size());
   fSizes = sizes;
-  fStart.assign(blocks, 0);
-  fUnknowns = 0;
-  for (std::uint32_t b = 0; b < blocks; ++b) {
-    fStart[b] = fUnknowns;
-    fUnknowns += sizes[b];
-  }
 
   // The pattern among the candidates of the interior.
   std::vector<std::uint32_t> candidates;
@@ -69,15 +63,23 @@ void ReducedSystem::Arrange(const BlockPattern& pattern,
 
   fPosition.assign(blocks, kNoBlock);
   fBlockAt.assign(order.order.begin(), order.order.begin() + interior);
-  for (std::uint32_t p = 0; p < interior; ++p) fPosition[fBlockAt[p]] = p;
+  fStart.assign(blocks, 0);
+  fUnknowns = 0;
+  for (std::uint32_t p = 0; p < interior; ++p) {
+    const std::uint32_t b = fBlockAt[p];
+    fPosition[b] = p;
+    fStart[b] = fUnknowns;
+    fUnknowns += sizes[b];
+  }
+  fRootStart = fUnknowns;
   fRootOffset.assign(blocks, 0);
-  fRootUnknowns.clear();
   for (std::uint32_t b = 0; b < blocks; ++b) {
     if (fPosition[b] != kNoBlock) continue;
-    fRootOffset[b] = static_cast<std::uint32_t>(fRootUnknowns.size());
-    for (std::uint32_t i = 0; i < sizes[b]; ++i) fRootUnknowns.push_back(fStart[b] + i);
+    fRootOffset[b] = fUnknowns - fRootStart;
+    fStart[b] = fUnknowns;
+    fUnknowns += sizes[b];
   }
-  fRootSize = static_cast<std::uint32_t>(fRootUnknowns.size());
+  fRootSize = fUnknowns - fRootStart;
   MakePanels(order, interior);
 }
 
@@ -99,6 +101,7 @@ void ReducedSystem::MakePanels(const EliminationOrder& order, std::uint32_t inte
   for (std::uint32_t p = 0; p < interior;) {
     Panel panel{};
     panel.firstPosition = p;
+    panel.first = fStart[fBlockAt[p]];
     panel.width = fSizes[fBlockAt[p]];
     std::uint32_t last = p;
     while (last + 1 < interior && !structure[last].empty() && structure[last].front() == last + 1) {
@@ -123,9 +126,7 @@ void ReducedSystem::MakePanels(const EliminationOrder& order, std::uint32_t inte
     for (; p <= last; ++p) {
       fPanelOf[p] = static_cast<std::uint32_t>(fPanels.size());
       fColumnOffset[p] = column;
-      const std::uint32_t block = fBlockAt[p];
-      for (std::uint32_t i = 0; i < fSizes[block]; ++i) panel.columns.push_back(fStart[block] + i);
-      column += fSizes[block];
+      column += fSizes[fBlockAt[p]];
     }
     fPanels.push_back(std::move(panel));
   }
@@ -188,12 +189,10 @@ ReducedSystem::Place ReducedSystem::PlaceOf(std::uint32_t a, std::uint32_t b) co
 void ReducedSystem::Clear() { std::ranges::fill(fValues, 0.0); }
 
 std::uint32_t ReducedSystem::Factorize() {
-  std::vector<double>& limits = fLower;
   for (const Panel& panel : fPanels) {
     double* values = fValues.data() + panel.values;
-    limits.clear();
-    for (const std::uint32_t unknown : panel.columns) limits.push_back(fLimits[unknown]);
-    const std::size_t done = dense::Cholesky(values, panel.height, panel.width, limits.data());
+    const std::size_t done =
+        dense::Cholesky(values, panel.height, panel.width, fLimits.data() + panel.first);
     if (done < panel.width) {
       std::uint32_t position = panel.firstPosition;
       while (fColumnOffset[position] + fSizes[fBlockAt[position]] <= done) ++position;
@@ -259,13 +258,11 @@ void ReducedSystem::UpdateLaterPanels(const Panel& panel) {
 }
 
 void ReducedSystem::Solve(std::span<double> x) const {
-  std::vector<double> part;
+  double* const root = x.data() + fRootStart;
   for (const Panel& panel : fPanels) {
     const double* values = fValues.data() + panel.values;
-    part.clear();
-    for (const std::uint32_t unknown : panel.columns) part.push_back(x[unknown]);
-    dense::SolveLower(part.data(), values, panel.height, panel.width);
-    for (std::uint32_t j = 0; j < panel.width; ++j) x[panel.columns[j]] = part[j];
+    double* part = x.data() + panel.first;
+    dense::SolveLower(part, values, panel.height, panel.width);
     const auto subtract = [&](std::uint32_t row, double& target) {
       for (std::uint32_t j = 0; j < panel.width; ++j)
         target -= values[row + std::size_t{j} * panel.height] * part[j];
@@ -273,17 +270,12 @@ void ReducedSystem::Solve(std::span<double> x) const {
     for (const Row& row : panel.rows)
       for (std::uint32_t i = 0; i < row.size; ++i)
         subtract(row.offset + i, x[fStart[fBlockAt[row.position]] + i]);
-    for (std::uint32_t i = 0; i < fRootSize; ++i)
-      subtract(panel.rootOffset + i, x[fRootUnknowns[i]]);
+    for (std::uint32_t i = 0; i < fRootSize; ++i) subtract(panel.rootOffset + i, root[i]);
   }
-  part.clear();
-  for (const std::uint32_t unknown : fRootUnknowns) part.push_back(x[unknown]);
-  fRoot.Solve(part.data());
-  for (std::uint32_t i = 0; i < fRootSize; ++i) x[fRootUnknowns[i]] = part[i];
+  fRoot.Solve(root);
   for (auto panel = fPanels.rbegin(); panel != fPanels.rend(); ++panel) {
     const double* values = fValues.data() + panel->values;
-    part.clear();
-    for (const std::uint32_t unknown : panel->columns) part.push_back(x[unknown]);
+    double* part = x.data() + panel->first;
     const auto subtract = [&](std::uint32_t row, double known) {
       for (std::uint32_t j = 0; j < panel->width; ++j)
         part[j] -= values[row + std::size_t{j} * panel->height] * known;
@@ -291,10 +283,8 @@ void ReducedSystem::Solve(std::span<double> x) const {
     for (const Row& row : panel->rows)
       for (std::uint32_t i = 0; i < row.size; ++i)
         subtract(row.offset + i, x[fStart[fBlockAt[row.position]] + i]);
-    for (std::uint32_t i = 0; i < fRootSize; ++i)
-      subtract(panel->rootOffset + i, x[fRootUnknowns[i]]);
-    dense::SolveLowerTransposed(part.data(), values, panel->height, panel->width);
-    for (std::uint32_t j = 0; j < panel->width; ++j) x[panel->columns[j]] = part[j];
+    for (std::uint32_t i = 0; i < fRootSize; ++i) subtract(panel->rootOffset + i, root[i]);
+    dense::SolveLowerTransposed(part, values, panel->height, panel->width);
   }
 }
 

@@ -68,13 +68,13 @@ class ReducedSystem {
   // Factorises the values in place. Returns kNoBlock, or the block of the interior whose pivot
   // failed. Throws KlException -39007 when the root is singular.
   std::uint32_t Factorize();
-  // x := M^-1 x, x in the order of the blocks.
+  // x := M^-1 x, x in the order of the elimination.
   void Solve(std::span<double> x) const;
   // Computes the blocks of the inverse that have a place (Erisman and Tinney 1975).
   void Invert();
   [[nodiscard]] std::span<const double> Inverse() const noexcept { return fInverse; }
 
-  // First unknown of a block, counted in the order of the blocks.
+  // First unknown of a block, counted in the order of the elimination: neighbours follow each other.
   [[nodiscard]] std::uint32_t Start(std::uint32_t block) const noexcept { return fStart[block]; }
   [[nodiscard]] std::uint32_t Unknowns() const noexcept { return fUnknowns; }
 
@@ -91,7 +91,7 @@ class ReducedSystem {
     std::size_t values;                  // offset of its first element
     std::vector<Row> rows;               // of later panels
     std::uint32_t rootOffset;            // first row of the root
-    std::vector<std::uint32_t> columns;  // unknowns of the columns, in the order of the blocks
+    std::uint32_t first;                 // unknown of the columns
   };
 
   void MakePanels(const EliminationOrder& order, std::uint32_t interior);
@@ -112,7 +112,7 @@ class ReducedSystem {
   std::vector<std::uint32_t> fColumnOffset;  // of a position in its panel
   std::vector<Panel> fPanels;
   std::vector<std::uint32_t> fRootOffset;    // of a block in the root
-  std::vector<std::uint32_t> fRootUnknowns;  // in the order of the root
+  std::uint32_t fRootStart = 0;              // first unknown of the root, which stands last
   std::uint32_t fRootSize = 0;
   std::size_t fRootValues = 0;
 

@@ -72,21 +72,21 @@ void ExpectAlike(const std::vector<double>& before,
 // Links of sizes 1 to 16 and places of their pairs in a matrix where every pair of links has one
 // block, some of them turned.
 struct Layout {
-  std::vector<LeadingLink> links;
+  std::vector<LeadingRun> links;
   std::vector<LeadingPair> pairs;
   std::uint32_t width = 0;
   std::size_t elements = 0;
 
   Layout(std::uint32_t count, Draw& draw) {
     for (std::uint32_t l = 0; l < count; ++l) {
-      links.push_back({width, 1 + draw.Below(16)});
+      links.push_back({0, width, 1 + draw.Below(16)});
       width += links.back().size;
     }
     for (std::uint32_t a = 0; a < count; ++a)
       for (std::uint32_t b = 0; b <= a; ++b) {
         const bool isTurned = a != b && draw.Below(2) == 0;
-        const LeadingLink& rows = links[isTurned ? b : a];
-        const LeadingLink& columns = links[isTurned ? a : b];
+        const LeadingRun& rows = links[isTurned ? b : a];
+        const LeadingRun& columns = links[isTurned ? a : b];
         const std::uint32_t stride = rows.size + draw.Below(4);
         pairs.push_back({elements, stride, isTurned});
         elements += std::size_t{stride} * columns.size;
@@ -103,8 +103,8 @@ struct Layout {
     const LeadingPair* pair = pairs.data();
     for (std::size_t a = 0; a < links.size(); ++a)
       for (std::size_t b = 0; b <= a; ++b, ++pair) {
-        const LeadingLink& rows = links[pair->swapped ? b : a];
-        const LeadingLink& columns = links[pair->swapped ? a : b];
+        const LeadingRun& rows = links[pair->swapped ? b : a];
+        const LeadingRun& columns = links[pair->swapped ? a : b];
         for (std::uint32_t j = 0; j < columns.size; ++j)
           for (std::uint32_t i = 0; i < rows.size; ++i)
             visit(pair->offset + i + std::size_t{j} * pair->stride,
@@ -133,37 +133,26 @@ std::vector<double> DrawInverse(const Layout& layout, Draw& draw, std::vector<do
 
 // Columns cut into runs of 1 to 16, and where each of them has its block.
 struct Runs {
-  struct Run {
-    std::uint32_t first;
-    std::uint32_t size;
-    std::size_t offset;
-  };
-  std::vector<Run> runs;
+  std::vector<LeadingRun> runs;
   std::uint32_t width = 0;
   std::size_t elements = 0;  // of all blocks of n rows
 
   Runs(std::uint32_t n, Draw& draw) {
     for (std::uint32_t count = draw.Below(8); count > 0; --count) {
       const std::uint32_t size = 1 + draw.Below(16);
-      runs.push_back({width, size, 0});
+      runs.push_back({0, width, size});
       width += size;
     }
     // The places have an order of their own.
     for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
-      run->offset = elements;
+      run->place = elements;
       elements += std::size_t{n} * run->size;
     }
   }
 
-  [[nodiscard]] std::vector<ScatteredBlock> Blocks(const double* base) const {
-    std::vector<ScatteredBlock> blocks;
-    for (const Run& run : runs) blocks.push_back({base + run.offset, run.first, run.size});
-    return blocks;
-  }
-  [[nodiscard]] std::vector<ScatteredRun> At(double* base) const {
-    std::vector<ScatteredRun> places;
-    for (const Run& run : runs) places.push_back({base + run.offset, run.first, run.size});
-    return places;
+  // As links of a group of `rows` unknowns.
+  [[nodiscard]] LeadingBlocks Links(std::uint32_t rows) const {
+    return {rows, static_cast<std::uint32_t>(runs.size()), width, runs.data(), nullptr};
   }
 };
 
@@ -177,18 +166,17 @@ TEST(LeadingKernels, ScatteredBlocksAreMultipliedIntoOne) {
       const std::vector<double> w = draw.Block(runs.elements);
       const std::vector<double> before = draw.Block(n * width);
       std::vector<double> expected = Zeros(n * width);
-      for (const Runs::Run& run : runs.runs)
+      for (const LeadingRun& run : runs.runs)
         for (std::uint32_t i = 0; i < n; ++i)
           for (std::uint32_t c = 0; c < run.size; ++c)
             for (std::uint32_t k = 0; k < n; ++k)
               expected[i * width + run.first + c] +=
-                  matrix[i * n + k] * w[run.offset + std::size_t{k} * run.size + c];
-      const std::vector<ScatteredBlock> blocks = runs.Blocks(w.data());
+                  matrix[i * n + k] * w[run.place + std::size_t{k} * run.size + c];
       ExpectAlike(before, expected, "MultiplyScattered", [&](Variant variant, double* y) {
-        MultiplyScattered(n, blocks, matrix.data(), width, y, variant);
+        MultiplyScattered(n, runs.runs, w.data(), matrix.data(), width, y, variant);
       });
       std::vector<double> best = before;
-      MultiplyScattered(n, blocks, matrix.data(), width, best.data());
+      MultiplyScattered(n, runs.runs, w.data(), matrix.data(), width, best.data());
       ExpectNear(best, expected, "MultiplyScattered");
     }
 }
@@ -203,17 +191,17 @@ TEST(LeadingKernels, AProductGoesRunByRunToItsPlaces) {
       const std::vector<double> y = draw.Block(n * width);
       const std::vector<double> before = draw.Block(runs.elements);
       std::vector<double> expected = Zeros(runs.elements);
-      for (const Runs::Run& run : runs.runs)
+      for (const LeadingRun& run : runs.runs)
         for (std::uint32_t i = 0; i < n; ++i)
           for (std::uint32_t c = 0; c < run.size; ++c)
             for (std::uint32_t k = 0; k < n; ++k)
-              expected[run.offset + std::size_t{i} * run.size + c] +=
+              expected[run.place + std::size_t{i} * run.size + c] +=
                   matrix[i * n + k] * y[k * width + run.first + c];
       ExpectAlike(before, expected, "MultiplyIntoRuns", [&](Variant variant, double* to) {
-        MultiplyIntoRuns(n, runs.At(to), matrix.data(), width, y.data(), variant);
+        MultiplyIntoRuns(n, runs.runs, to, matrix.data(), width, y.data(), variant);
       });
       std::vector<double> best = before;
-      MultiplyIntoRuns(n, runs.At(best.data()), matrix.data(), width, y.data());
+      MultiplyIntoRuns(n, runs.runs, best.data(), matrix.data(), width, y.data());
       ExpectNear(best, expected, "MultiplyIntoRuns");
     }
 }
@@ -228,15 +216,15 @@ TEST(LeadingKernels, ACombinationOfRowsIsSubtractedAtThePlacesOfTheRuns) {
       const std::vector<double> factors = draw.Block(n);
       const std::vector<double> before = draw.Block(runs.elements);
       std::vector<double> expected = before;
-      for (const Runs::Run& run : runs.runs)
+      for (const LeadingRun& run : runs.runs)
         for (std::uint32_t c = 0; c < run.size; ++c)
           for (std::uint32_t i = 0; i < n; ++i)
-            expected[run.offset + c] -= factors[i] * y[i * width + run.first + c];
+            expected[run.place + c] -= factors[i] * y[i * width + run.first + c];
       ExpectAlike(before, expected, "SubtractCombined", [&](Variant variant, double* to) {
-        SubtractCombined(n, runs.At(to), width, y.data(), factors.data(), variant);
+        SubtractCombined(runs.Links(n), y.data(), factors.data(), to, variant);
       });
       std::vector<double> best = before;
-      SubtractCombined(n, runs.At(best.data()), width, y.data(), factors.data());
+      SubtractCombined(runs.Links(n), y.data(), factors.data(), best.data());
       ExpectNear(best, expected, "SubtractCombined");
     }
 }
@@ -251,15 +239,15 @@ TEST(LeadingKernels, RowsTimesAVectorInPiecesAreTheDotProducts) {
       std::vector<double> x = draw.Block(runs.elements);
       const std::vector<double> before = draw.Block(n);
       std::vector<double> expected = Zeros(n);
-      for (const Runs::Run& run : runs.runs)
+      for (const LeadingRun& run : runs.runs)
         for (std::uint32_t i = 0; i < n; ++i)
           for (std::uint32_t c = 0; c < run.size; ++c)
-            expected[i] += y[i * width + run.first + c] * x[run.offset + c];
+            expected[i] += y[i * width + run.first + c] * x[run.place + c];
       ExpectAlike(before, expected, "MultiplyVector", [&](Variant variant, double* dots) {
-        MultiplyVector(n, runs.At(x.data()), width, y.data(), dots, variant);
+        MultiplyVector(runs.Links(n), y.data(), x.data(), dots, variant);
       });
       std::vector<double> best = before;
-      MultiplyVector(n, runs.At(x.data()), width, y.data(), best.data());
+      MultiplyVector(runs.Links(n), y.data(), x.data(), best.data());
       ExpectNear(best, expected, "MultiplyVector");
     }
 }
