@@ -120,34 +120,44 @@ std::size_t BlockSystem::OffsetInTurn(std::uint32_t a, std::uint32_t b) {
 
 // Observations come in the same order again and again: each one's blocks are looked up once.
 const BlockSystem::Plan* BlockSystem::NextPlan(const Spread& spread) {
-  if (!fArranged || spread.count > Plan::kGroups) return nullptr;
+  if (!fArranged || spread.count > Plan::kGroups || fValues.size() > Plan::kNoBlock) return nullptr;
   if (fNextPlan == fPlans.size()) fPlans.emplace_back();
   Plan& plan = fPlans[fNextPlan++];
   if (plan.count != spread.count ||
       !std::equal(plan.groups.begin(), plan.groups.begin() + plan.count, spread.groups.begin())) {
     plan.count = static_cast<std::uint8_t>(spread.count);
     std::copy_n(spread.groups.begin(), spread.count, plan.groups.begin());
-    std::size_t* block = plan.blocks.data();
+    std::uint32_t* block = plan.blocks.data();
     for (std::uint32_t i = 1; i < spread.count; ++i)
-      for (std::uint32_t j = 0; j < i; ++j)
-        *block++ = OffsetInTurn(spread.groups[i], spread.groups[j]);
-    plan.leading = Plan::kNoLeader;
-    plan.columns = static_cast<std::uint16_t>(spread.columns);
-    std::uint32_t leaders = 0;
-    for (std::uint32_t i = 0; i < spread.count; ++i) {
-      const Group& group = fGroups[spread.groups[i]];
-      if (!group.leads) continue;
-      ++leaders;
-      plan.leading = static_cast<std::uint8_t>(i);
-      plan.size = static_cast<std::uint8_t>(group.size);
-      plan.start = group.start;
-      plan.diagonal = group.diagonal;
-    }
-    plan.isRay = leaders == 1 && spread.columns - plan.size < GatheredRows::kMostColumns &&
-                 std::find(plan.blocks.data(), block, kNoOffset) == block;
+      for (std::uint32_t j = 0; j < i; ++j) {
+        const std::size_t offset = OffsetInTurn(spread.groups[i], spread.groups[j]);
+        *block++ = offset == kNoOffset ? Plan::kNoBlock : static_cast<std::uint32_t>(offset);
+      }
+    CompletePlan(plan);
   }
   FetchAhead();
   return &plan;
+}
+
+void BlockSystem::CompletePlan(Plan& plan) const {
+  plan.leading = Plan::kNoLeader;
+  plan.columns = 0;
+  plan.size = 0;
+  std::uint32_t leaders = 0;
+  for (std::uint32_t i = 0; i < plan.count; ++i) {
+    const Group& group = fGroups[plan.groups[i]];
+    plan.columns = static_cast<std::uint16_t>(plan.columns + group.size);
+    if (!group.leads) continue;
+    ++leaders;
+    plan.leading = static_cast<std::uint8_t>(i);
+    plan.size = static_cast<std::uint8_t>(group.size);
+    plan.start = group.start;
+    plan.diagonal = static_cast<std::uint32_t>(group.diagonal);
+  }
+  const std::span<const std::uint32_t> blocks(plan.blocks.data(), plan.Pairs());
+  plan.isRay = leaders == 1 &&
+               std::uint32_t{plan.columns} - plan.size < GatheredRows::kMostColumns &&
+               std::ranges::find(blocks, Plan::kNoBlock) == blocks.end();
 }
 
 // The blocks of a leading group are likely far from those of the one before, and so is what is
@@ -315,10 +325,10 @@ void BlockSystem::FetchBlocks(const Plan& plan) const {
   if (plan.leading == Plan::kNoLeader) return;
   __builtin_prefetch(fRhs.data() + plan.start, 1);
   FetchAll(fValues.data() + plan.diagonal, std::size_t{plan.size} * plan.size);
-  const std::size_t* block = plan.blocks.data();
+  const std::uint32_t* block = plan.blocks.data();
   for (std::uint32_t i = 1; i < plan.count; ++i)
     for (std::uint32_t j = 0; j < i; ++j, ++block)
-      if ((i == plan.leading || j == plan.leading) && *block != kNoOffset)
+      if ((i == plan.leading || j == plan.leading) && *block != Plan::kNoBlock)
         FetchAll(fValues.data() + *block,
                  std::size_t{plan.size} * fGroups[plan.groups[i == plan.leading ? j : i]].size);
 }
@@ -348,7 +358,7 @@ void BlockSystem::AddSpread(const Spread& spread,
                          spread.firsts[j],
                          fGroups[spread.groups[j]].size};
   };
-  const std::size_t* block = plan != nullptr ? plan->blocks.data() : nullptr;
+  const std::uint32_t* block = plan != nullptr ? plan->blocks.data() : nullptr;
   for (std::uint32_t i = 0; i < spread.count; ++i) {
     const Group& group = fGroups[spread.groups[i]];
     double* rhs = fRhs.data() + group.start;
@@ -361,7 +371,10 @@ void BlockSystem::AddSpread(const Spread& spread,
     for (std::uint32_t j = 0; j < i && !fIsDiagonal; ++j) {
       const Pairing pairing = PairingOf(spread.groups[i], spread.groups[j]);
       const std::size_t offset =
-          block != nullptr ? *block++ : OffsetOf(spread.groups[i], spread.groups[j]);
+          block == nullptr || *block == Plan::kNoBlock
+              ? OffsetOf(spread.groups[i], spread.groups[j])
+              : *block;
+      if (block != nullptr) ++block;
       if (offset == kNoOffset)
         Record(pairing.from, pairing.to);
       else
@@ -426,6 +439,7 @@ void BlockSystem::StoreBlock(std::uint32_t firstRow,
   if (isOne && !fArranged && !fIsDiagonal) {
     // No element has a place: it is enough to note the meeting.
     OpenStored(firstRow, firstColumn);
+    ++fStoredTold;
     return;
   }
   const StoredPlan* plan = isOne ? NextStored(firstRow, rows, firstColumn, columns) : nullptr;
@@ -438,7 +452,7 @@ void BlockSystem::StoreBlock(std::uint32_t firstRow,
   double* to = fValues.data() + plan->offset;
   for (std::uint32_t r = 0; r < rows; ++r)
     for (std::uint32_t c = 0; c < columns; ++c)
-      to[r * plan->rowStride + c * plan->columnStride] = *values++;
+      to[r * std::size_t{plan->rowStride} + c * std::size_t{plan->columnStride}] = *values++;
 }
 
 // Constraints store the same blocks in each assembly: each one is looked up once. None for a block
@@ -459,13 +473,13 @@ const BlockSystem::StoredPlan* BlockSystem::NextStored(std::uint32_t firstRow,
     return &plan;
   plan = {};
   if (!OpenStored(firstRow, firstColumn) || fStored.isDiagonal) return nullptr;
-  plan = {firstRow,
+  plan = {static_cast<std::size_t>(fStored.At(firstRow, firstColumn) - fValues.data()),
+          firstRow,
           firstColumn,
-          rows,
-          columns,
-          static_cast<std::size_t>(fStored.At(firstRow, firstColumn) - fValues.data()),
-          fStored.rowStride,
-          fStored.columnStride};
+          static_cast<std::uint16_t>(rows),
+          static_cast<std::uint16_t>(columns),
+          static_cast<std::uint16_t>(fStored.rowStride),
+          static_cast<std::uint16_t>(fStored.columnStride)};
   return &plan;
 }
 

@@ -3,7 +3,6 @@
 #include "linalg/block_system.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace vermo {
 namespace {
@@ -56,7 +55,11 @@ void BlockSystem::Reset(std::uint32_t unknowns, std::uint32_t multipliers) {
   }
   if (fIsDiagonal) ArrangeDiagonal();
   fComplete = fArranged;
-  fNextPlan = fNextForm = fNextStored = fCouplingsTold = 0;
+  fNextPlan = fNextForm = fNextStored = fStoredTold = 0;
+  if (!fArranged) {
+    fPlans.clear();
+    fPlansAreNew = true;
+  }
   fGathering->rows.count = 0;
   fGathering->count = 0;
   fHasCross = false;
@@ -80,24 +83,27 @@ void BlockSystem::ArrangeDiagonal() {
   fIsNew = true;
 }
 
-void BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
-  if (a == b) return;
+std::uint32_t BlockSystem::Record(std::uint32_t a, std::uint32_t b) {
   fComplete = false;
   fArranged = false;
   const Pairing pairing = PairingOf(a, b);
   // Observations of one image follow each other.
   const Meeting meeting{pairing.from, pairing.to};
-  if (meeting == fLastTrailing) return;
+  if (meeting == fLastTrailing) return fRankOfLastTrailing;
+  const auto rank = static_cast<std::uint32_t>(fMeetings.size());
   if (!fGroups[pairing.from].leads) {
     fLastTrailing = meeting;
+    fRankOfLastTrailing = rank;
   } else if (!fHasMet[pairing.from]) {
     fHasMet[pairing.from] = true;
     fOrderOfMeeting.push_back(pairing.from);
   }
   fMeetings.push_back(meeting);
+  return rank;
 }
 
 void BlockSystem::ForgetMeetings() {
+  fPlans.clear();
   fMeetings.clear();
   fMeetings.reserve(kMeetingsExpected * fGroups.size());
   fMet.clear();
@@ -117,7 +123,7 @@ void BlockSystem::SortMeetings() {
   std::vector<Met> sorted(fMeetings.size());
   std::uint32_t rank = 0;
   for (const Meeting& meeting : fMeetings) sorted[place[meeting.from]++] = {meeting.to, rank++};
-  fRanks = fMeetings.size();
+  fFirstMeeting.resize(fMeetings.size());
   fMeetings.clear();
   fMeetings.shrink_to_fit();
   fLastTrailing = {};
@@ -128,10 +134,10 @@ void BlockSystem::SortMeetings() {
     // The first one of several stays.
     std::sort(first, end);
     fMetBy[g] = fMet.size();
-    std::unique_copy(first, end, std::back_inserter(fMet), [](const Met& a, const Met& b) {
-      return a.group == b.group;
-    });
-    first = end;
+    for (; first != end; ++first) {
+      if (fMet.size() == fMetBy[g] || fMet.back().group != first->group) fMet.push_back(*first);
+      fFirstMeeting[first->rank] = fMet.back().rank;
+    }
   }
   fMetBy.back() = fMet.size();
 }
@@ -157,15 +163,26 @@ const LeadingRun* BlockSystem::FindBlock(std::uint32_t from, std::uint32_t to) c
 }
 
 void BlockSystem::Couple(std::span<const std::uint32_t> columns) {
-  ++fCouplingsTold;
-  for (std::size_t i = 0; i < columns.size(); ++i)
+  Plan plan;
+  std::size_t pairs = 0;
+  bool isPlanned = columns.size() <= Plan::kGroups;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const std::uint32_t a = fGroupOf[columns[i]];
+    if (isPlanned) plan.groups[i] = a;
     for (std::size_t j = 0; j < i; ++j) {
-      const std::uint32_t a = fGroupOf[columns[i]];
       const std::uint32_t b = fGroupOf[columns[j]];
-      if (a == b) continue;
+      if (a == b) {
+        isPlanned = false;
+        continue;
+      }
       if (fGroups[a].leads && fGroups[b].leads) Demote(a);
-      Record(a, b);
+      const std::uint32_t rank = Record(a, b);
+      if (isPlanned) plan.blocks[pairs++] = rank;
     }
+  }
+  if (!isPlanned) return;
+  plan.count = static_cast<std::uint8_t>(columns.size());
+  fPlans.push_back(plan);
 }
 
 void BlockSystem::Demote(std::uint32_t group) {
@@ -190,6 +207,7 @@ bool BlockSystem::Seal() {
     ArrangeBlocks();
     ArrangePairs();
     fArranged = true;
+    for (Plan& plan : fPlans) CompletePlan(plan);
   }
   return false;
 }
@@ -247,9 +265,8 @@ void BlockSystem::ArrangeReduced() {
 void BlockSystem::ArrangeBlocks() {
   fStored = {};
   fLastPair = {};
-  fPlans.clear();
-  fPlans.reserve(fCouplingsTold);
   fStoredPlans.clear();
+  fStoredPlans.reserve(fStoredTold);
   fLinks.clear();
   fLinks.reserve(fMet.size());
   fPlaces.clear();
@@ -272,7 +289,7 @@ void BlockSystem::ArrangeBlocks() {
     std::uint32_t link = kNone;
     std::uint32_t rows = 0;
   };
-  std::vector<Owner> ownerOf(fRanks);  // of a meeting
+  std::vector<Owner> ownerOf(fFirstMeeting.size());  // of a meeting
   std::vector<Met> met;
   for (const std::uint32_t g : order) {
     Group& group = fGroups[g];
@@ -300,6 +317,16 @@ void BlockSystem::ArrangeBlocks() {
       block.place = values;
       values += std::size_t{owner.rows} * block.size;
     }
+  if (fPlansAreNew && values < Plan::kNoBlock) {
+    for (Plan& plan : fPlans)
+      for (std::uint32_t k = 0; k < plan.Pairs(); ++k)
+        plan.blocks[k] = static_cast<std::uint32_t>(
+            fPlaces[ownerOf[fFirstMeeting[plan.blocks[k]]].link].place);
+  } else {
+    fPlans.clear();
+  }
+  fPlansAreNew = false;
+  fFirstMeeting = {};
   fValues.assign(values + kReadBeyond, 0.0);
   fIsZero = true;
   for (Working& working : fWorking)
@@ -311,7 +338,6 @@ void BlockSystem::ArrangeBlocks() {
 }
 
 void BlockSystem::ArrangePairs() {
-  fPairs.clear();
   fJoined.clear();
   fJoined.reserve(fLinks.size());
   const auto pairOf = [this](std::uint32_t rows, std::uint32_t columns) -> Pair {
@@ -332,18 +358,13 @@ void BlockSystem::ArrangePairs() {
     if (pair.stride == 0) pair = pairOf(rows, columns);
     fPairs.push_back(pair);
   };
-  // The couplings of a trailing group have one place each.
-  for (const std::uint32_t g : fTrailing) {
-    fGroups[g].firstPair = fPairs.size();
-    for (const Link& link : LinksOf(fGroups[g]))
-      add(fGroups[link.group].trailing, fGroups[g].trailing);
-  }
+  // Links of leading groups that are neighbours are joined.
+  std::size_t pairs = 0;
+  for (const std::uint32_t g : fTrailing) pairs += fGroups[g].links;
   std::vector<std::uint32_t> blocks;  // the first of each joined link
   for (const std::uint32_t g : fLeading) {
     Group& group = fGroups[g];
-    group.firstPair = fPairs.size();
     group.firstJoined = static_cast<std::uint32_t>(fJoined.size());
-    blocks.clear();
     std::uint32_t column = 0;
     std::uint32_t before = ReducedSystem::kNoBlock;
     for (const Link& link : LinksOf(group)) {
@@ -358,9 +379,23 @@ void BlockSystem::ArrangePairs() {
       before = block;
       column += size;
     }
-    group.joined = static_cast<std::uint32_t>(blocks.size());
-    for (std::size_t x = 0; x < blocks.size(); ++x)
-      for (std::size_t z = 0; z <= x; ++z) add(blocks[x], blocks[z]);
+    group.joined = static_cast<std::uint32_t>(fJoined.size()) - group.firstJoined;
+    pairs += std::size_t{group.joined} * (group.joined + 1) / 2;
+  }
+  fPairs.clear();
+  fPairs.reserve(pairs);
+  // The couplings of a trailing group have one place each.
+  for (const std::uint32_t g : fTrailing) {
+    fGroups[g].firstPair = fPairs.size();
+    for (const Link& link : LinksOf(fGroups[g]))
+      add(fGroups[link.group].trailing, fGroups[g].trailing);
+  }
+  for (const std::uint32_t g : fLeading) {
+    Group& group = fGroups[g];
+    group.firstPair = fPairs.size();
+    const std::uint32_t* block = blocks.data() + group.firstJoined;
+    for (std::size_t x = 0; x < group.joined; ++x)
+      for (std::size_t z = 0; z <= x; ++z) add(block[x], block[z]);
   }
   fLeaders.clear();
   fLeaders.reserve(fLeading.size());

@@ -133,13 +133,15 @@ class BlockSystem final : public NormalSystem {
   static constexpr std::size_t kNoOffset = std::numeric_limits<std::size_t>::max();
 
   // The groups of an observation and where the blocks of its pairs (1, 0), (2, 0), (2, 1) ... are.
+  // Kept small, as there is one for each observation.
   struct Plan {
     static constexpr std::uint32_t kGroups = 4;
     static constexpr std::uint8_t kNoLeader = 0xFF;
-    std::array<std::size_t, std::size_t{kGroups} * (kGroups - 1) / 2> blocks;
+    static constexpr std::uint32_t kNoBlock = kNone;
+    std::array<std::uint32_t, std::size_t{kGroups} * (kGroups - 1) / 2> blocks;
     std::array<std::uint32_t, kGroups> groups;
-    std::size_t diagonal = 0;   // block of the leading group
-    std::uint32_t start = 0;    // its first column
+    std::uint32_t diagonal = 0;  // block of the leading group
+    std::uint32_t start = 0;     // its first column
     std::uint16_t columns = 0;  // of all groups
     std::uint8_t count = 0;
     std::uint8_t leading = kNoLeader;  // which of the groups leads
@@ -147,6 +149,7 @@ class BlockSystem final : public NormalSystem {
     // Its blocks are there, no other group leads, and the others' columns are few.
     bool isRay = false;
 
+    [[nodiscard]] std::uint32_t Pairs() const noexcept { return count * (count - 1U) / 2; }
     // Of the groups at places i and j < i.
     [[nodiscard]] std::size_t BlockOf(std::uint32_t i, std::uint32_t j) const noexcept {
       return blocks[i * (i - 1) / 2 + j];
@@ -156,6 +159,8 @@ class BlockSystem final : public NormalSystem {
       return i < leading ? BlockOf(leading, i) : BlockOf(i, leading);
     }
   };
+  // What a plan with groups and blocks knows of them.
+  void CompletePlan(Plan& plan) const;
   // That of the next observation; none for one of many groups.
   const Plan* NextPlan(const Spread& spread);
   [[nodiscard]] bool Fits(const Plan& plan, std::span<const DesignRow> rows) const;
@@ -193,8 +198,8 @@ class BlockSystem final : public NormalSystem {
       return group < other.group || (group == other.group && rank < other.rank);
     }
   };
-  // Notes that two groups meet and have no block yet.
-  void Record(std::uint32_t a, std::uint32_t b);
+  // Notes that two groups meet and have no block yet. Returns the rank of the meeting.
+  std::uint32_t Record(std::uint32_t a, std::uint32_t b);
   void ForgetMeetings();
   void SortMeetings();
   [[nodiscard]] std::span<const Met> MetBy(std::uint32_t group) const noexcept {
@@ -282,8 +287,10 @@ class BlockSystem final : public NormalSystem {
   std::vector<Meeting> fMeetings;   // recorded since the blocks were laid out
   std::vector<Met> fMet;            // of all groups, ascending for each
   std::vector<std::size_t> fMetBy;  // where those of a group begin
-  std::size_t fRanks = 0;           // ranks are below this
-  Meeting fLastTrailing;            // of two trailing groups
+  // Of each meeting the first one of the same groups.
+  std::vector<std::uint32_t> fFirstMeeting;
+  Meeting fLastTrailing;  // of two trailing groups
+  std::uint32_t fRankOfLastTrailing = 0;
   Meeting fLastPair;                // likewise, whose block was asked for
   std::size_t fLastOffset = 0;
   std::vector<bool> fHasMet;                   // whether a leading group was recorded
@@ -315,11 +322,10 @@ class BlockSystem final : public NormalSystem {
   StoredBlock fStored;
   // One that a constraint stores whole, beside the diagonal.
   struct StoredPlan {
-    std::uint32_t firstRow = 0, firstColumn = 0;
-    std::uint32_t rows = 0, columns = 0;
     std::size_t offset = 0;  // in fValues
-    std::size_t rowStride = 0;
-    std::size_t columnStride = 0;
+    std::uint32_t firstRow = 0, firstColumn = 0;
+    std::uint16_t rows = 0, columns = 0;
+    std::uint16_t rowStride = 0, columnStride = 0;
   };
   const StoredPlan* NextStored(std::uint32_t firstRow,
                                std::uint32_t rows,
@@ -327,13 +333,15 @@ class BlockSystem final : public NormalSystem {
                                std::uint32_t columns);
   std::vector<StoredPlan> fStoredPlans;  // in the order of an assembly
   std::size_t fNextStored = 0;
+  std::size_t fStoredTold = 0;  // blocks that constraints announced
   std::vector<LeadingRun> fJoined;  // with places in a vector of the reduced system
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
   std::vector<Plan> fPlans;  // of the observations, in the order of an assembly
+  // They come from couplings: their blocks are ranks of meetings until the blocks are laid out.
+  bool fPlansAreNew = false;
   std::size_t fNextPlan = 0;
   mutable std::size_t fNextForm = 0;
-  std::size_t fCouplingsTold = 0;     // observations that were announced
   std::vector<double> fValues;        // diagonal blocks, couplings, W
   bool fIsZero = false;               // they hold nothing yet
   std::vector<double> fFactors;       // of P^-1 at the places of the diagonal blocks
