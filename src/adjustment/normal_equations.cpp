@@ -48,7 +48,8 @@ std::uint32_t Adjustment::BuildNormalEquations() {
   return components;
 }
 
-// The groups of the first class lead: its type is that of the first group.
+// The groups of the first class lead: its type is that of the first group. Multipliers of the datum
+// stand together, as every point has to do with all of them.
 void Adjustment::SetLayout(std::uint32_t size) {
   fLayout.starts.clear();
   fLayout.leading = 0;
@@ -58,8 +59,13 @@ void Adjustment::SetLayout(std::uint32_t size) {
     fLayout.starts.push_back(static_cast<std::uint32_t>(group->FirstUnknown()));
     if (typeid(*group) == typeid(*first)) ++fLayout.leading;
   }
-  for (const Bedingung* constraint : fBedingungen)
-    if (constraint->ConstraintCount() > 0) fLayout.starts.push_back(constraint->FirstRow());
+  bool isBehindDatum = false;
+  for (const Bedingung* constraint : fBedingungen) {
+    if (constraint->ConstraintCount() == 0) continue;
+    const bool isDatum = constraint->IsDatum();
+    if (!(isDatum && isBehindDatum)) fLayout.starts.push_back(constraint->FirstRow());
+    isBehindDatum = isDatum;
+  }
   fLayout.starts.push_back(size);
   fSystem->SetLayout(fLayout);
 }

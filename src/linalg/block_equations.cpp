@@ -5,6 +5,7 @@
 #include "linalg/prefetch.h"
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 
 namespace vermo {
@@ -276,7 +277,11 @@ void BlockSystem::Gather(const Plan& plan,
         continue;
       }
       const std::uint32_t size = fGroups[plan.groups[i]].size;
-      for (std::uint32_t c = 0; c < size; ++c) to[c] = from[c];
+      // What is too much stays within both rows, and the next group is written over it.
+      static_assert(kLargestBlock == 16 && DesignRow::kCapacity >= GatheredRows::kMostColumns + 16 &&
+                    GatheredRows::kStride >= GatheredRows::kMostColumns + 8);
+      std::memcpy(to, from, 8 * sizeof(double));
+      if (size > 8) std::memcpy(to + 8, from + 8, 8 * sizeof(double));
       from += size;
       to += size;
     }

@@ -100,7 +100,7 @@ class DesignRow {
     return a.column < b.column || (a.column == b.column && a.coefficient < b.coefficient);
   }
 
-  double fCoefficients[kCapacity];
+  double fCoefficients[kCapacity] = {};
   std::uint32_t fColumns[kCapacity];
   std::uint32_t fSize = 0;
 };

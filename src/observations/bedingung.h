@@ -22,6 +22,8 @@ class Bedingung {
   virtual void StoreMultipliers(std::span<const double> /*solution*/) {}
   // Number of multipliers when active, else 0.
   [[nodiscard]] virtual std::uint32_t ConstraintCount() const = 0;
+  // Whether it is of the datum: all constraints of the datum look at the same points.
+  [[nodiscard]] virtual bool IsDatum() const noexcept { return false; }
   // Stores, and does not add, the rows and their right-hand side at the present values.
   virtual void AddConstraintRows(NormalSystem& system) const = 0;
   // The kept multipliers.

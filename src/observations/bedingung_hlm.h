@@ -20,6 +20,7 @@ class BedingungHlm : public Bedingung {
  public:
   // The points that the constraint looks through, not owned; fixed for the life of the job.
   void SetPunkte(std::span<DataObko* const> points) noexcept { fPunkte = points; }
+  [[nodiscard]] bool IsDatum() const noexcept final { return true; }
 
  protected:
   [[nodiscard]] bool HasDatumPoints() const;
