@@ -173,18 +173,24 @@ void Adjustment::ApplySolution() {
   for (Data* group : fDaten) group->ApplySolution(fSystem->Solution());
 }
 
-void Adjustment::ComputeStatistics(std::uint32_t unknowns, std::uint32_t constraints) {
-  double sum = 0.0;
-  std::uint32_t n = 0;
-  for (const MessungEntry& entry : fMessungen) {
-    if (!entry.messung->IsUsed()) continue;
-    for (const MessungWert& wert : std::as_const(*entry.messung).CollectComponents()) {
-      sum += wert.WeightedSquare();
-      ++n;
-    }
+void Adjustment::ResidualSums::Add(const Messung& messung) {
+  if (!messung.IsUsed()) return;
+  for (const MessungWert& wert : messung.CollectComponents()) {
+    squares += wert.WeightedSquare();
+    ++components;
   }
+}
+
+void Adjustment::ComputeStatistics(std::uint32_t unknowns, std::uint32_t constraints) {
+  ResidualSums sums;
+  if (fResidualSums)
+    sums = *fResidualSums;
+  else
+    for (const MessungEntry& entry : fMessungen) sums.Add(*entry.messung);
+  fResidualSums.reset();
+  const std::uint32_t n = sums.components;
   const auto r = static_cast<std::int32_t>(n - unknowns + constraints);
-  const double s0 = r > 0 ? std::sqrt(sum / r) : 0.0;
+  const double s0 = r > 0 ? std::sqrt(sums.squares / r) : 0.0;
 
   // The increment over the cofactor itself, not over its root: the measure is meant so.
   double mean = 0.0;

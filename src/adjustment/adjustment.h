@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -85,7 +86,8 @@ class Adjustment {
   // Returns the number of observation components.
   virtual std::uint32_t BuildNormalEquations();
   virtual void ApplySolution();
-  // S0, redundancy and mean change of the solution for u unknowns and b constraint rows.
+  // S0, redundancy and mean change of the solution for u unknowns and b constraint rows. Residuals
+  // are those of the assembly.
   virtual void ComputeStatistics(std::uint32_t unknowns, std::uint32_t constraints);
 
   std::vector<MessungEntry> fMessungen;
@@ -124,6 +126,14 @@ class Adjustment {
   [[nodiscard]] bool HasConverged(const Change& change) const;
   // Whether the next solution will likely be the last one, after two with these averages.
   [[nodiscard]] bool ExpectsConvergence(double before, double last) const;
+  // Weighted squares of the residuals of used observations, and how many components they have. The
+  // assembly adds them up while it has the observations at hand.
+  struct ResidualSums {
+    double squares = 0.0;
+    std::uint32_t components = 0;
+
+    void Add(const Messung& messung);
+  };
   // Standard deviations of all groups and redundancy numbers of all observations.
   void ComputeAccuracy(double s0);
   // Computes the test values of all active observations, marks those at or over the threshold of
@@ -137,7 +147,8 @@ class Adjustment {
   std::unique_ptr<NormalSystem> fSystem;
   double fRedundanzSumme = 0.0;
   AdjustmentStatistics fStatistik;
-  bool fGeaendert = false;  // the set of used elements has changed
+  std::optional<ResidualSums> fResidualSums;  // of the assembly that was solved last
+  bool fGeaendert = false;                    // the set of used elements has changed
   EquationBlock fEquations;
   SystemLayout fLayout;
   std::vector<double> fBlock;  // one group's, while it is judged

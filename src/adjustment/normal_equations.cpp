@@ -33,6 +33,7 @@ std::uint32_t Adjustment::BuildNormalEquations() {
     fSystem->Reset(unknowns, rows - unknowns);
     if (fSystem->TakesReservations()) ReserveRows();
     components = 0;
+    ResidualSums sums;
     for (std::size_t k = 0; k < fMessungen.size(); ++k) {
       FetchAhead(k);
       const MessungEntry& entry = fMessungen[k];
@@ -40,7 +41,9 @@ std::uint32_t Adjustment::BuildNormalEquations() {
       if (!entry.messung->IsConnected()) continue;
       components += entry.messung->UsedCount();
       entry.messung->AddToNormals(*fSystem, fEquations);
+      sums.Add(*entry.messung);
     }
+    fResidualSums = sums;
     for (const Bedingung* constraint : fBedingungen)
       if (constraint->IsActive()) constraint->AddConstraintRows(*fSystem);
     for (Data* group : fDaten) group->AddToNormalEquations(*fSystem, fStatistik);

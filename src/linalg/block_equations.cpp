@@ -278,7 +278,8 @@ void BlockSystem::Gather(const Plan& plan,
       }
       const std::uint32_t size = fGroups[plan.groups[i]].size;
       // What is too much stays within both rows, and the next group is written over it.
-      static_assert(kLargestBlock == 16 && DesignRow::kCapacity >= GatheredRows::kMostColumns + 16 &&
+      static_assert(kLargestBlock == 16 &&
+                    DesignRow::kCapacity >= GatheredRows::kMostColumns + 16 &&
                     GatheredRows::kStride >= GatheredRows::kMostColumns + 8);
       std::memcpy(to, from, 8 * sizeof(double));
       if (size > 8) std::memcpy(to + 8, from + 8, 8 * sizeof(double));
@@ -375,10 +376,9 @@ void BlockSystem::AddSpread(const Spread& spread,
     if (fArranged || fIsDiagonal) add(group.diagonal, group.size, i, i);
     for (std::uint32_t j = 0; j < i && !fIsDiagonal; ++j) {
       const Pairing pairing = PairingOf(spread.groups[i], spread.groups[j]);
-      const std::size_t offset =
-          block == nullptr || *block == Plan::kNoBlock
-              ? OffsetOf(spread.groups[i], spread.groups[j])
-              : *block;
+      const std::size_t offset = block == nullptr || *block == Plan::kNoBlock
+                                     ? OffsetOf(spread.groups[i], spread.groups[j])
+                                     : *block;
       if (block != nullptr) ++block;
       if (offset == kNoOffset)
         Record(pairing.from, pairing.to);

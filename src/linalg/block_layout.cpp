@@ -320,8 +320,8 @@ void BlockSystem::ArrangeBlocks() {
   if (fPlansAreNew && values < Plan::kNoBlock) {
     for (Plan& plan : fPlans)
       for (std::uint32_t k = 0; k < plan.Pairs(); ++k)
-        plan.blocks[k] = static_cast<std::uint32_t>(
-            fPlaces[ownerOf[fFirstMeeting[plan.blocks[k]]].link].place);
+        plan.blocks[k] =
+            static_cast<std::uint32_t>(fPlaces[ownerOf[fFirstMeeting[plan.blocks[k]]].link].place);
   } else {
     fPlans.clear();
   }

@@ -228,11 +228,8 @@ void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
       fDiagonal[group.start + i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
   }
   const auto solve = [this](const Group& group, const Working& working) {
-    SolveLeading(group,
-                 fReducedRhs,
-                 fRhs.data() + group.start,
-                 working,
-                 fSolution.data() + group.start);
+    SolveLeading(
+        group, fReducedRhs, fRhs.data() + group.start, working, fSolution.data() + group.start);
   };
   const double* const q = fReduced.Inverse().data();
   if (fExpectsCross) {
@@ -297,8 +294,7 @@ void BlockSystem::CrossOf(const Group& group, Working& working) {
     for (std::size_t j = 0; j < group.size; ++j)
       transposed[i * group.size + j] = root[j * group.size + i];
   double* half = working.half.data();
-  MultiplyIntoRuns(
-      group.size, PlacesOf(group), fCross.get(), transposed, group.width, half);
+  MultiplyIntoRuns(group.size, PlacesOf(group), fCross.get(), transposed, group.width, half);
   const std::size_t elements = std::size_t{group.size} * group.width;
   for (std::size_t k = 0; k < elements; ++k) half[k] *= 0.5;
   CofactorsOf(group, working);

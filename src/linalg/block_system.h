@@ -142,7 +142,7 @@ class BlockSystem final : public NormalSystem {
     std::array<std::uint32_t, kGroups> groups;
     std::uint32_t diagonal = 0;  // block of the leading group
     std::uint32_t start = 0;     // its first column
-    std::uint16_t columns = 0;  // of all groups
+    std::uint16_t columns = 0;   // of all groups
     std::uint8_t count = 0;
     std::uint8_t leading = kNoLeader;  // which of the groups leads
     std::uint8_t size = 0;             // of that one
@@ -291,7 +291,7 @@ class BlockSystem final : public NormalSystem {
   std::vector<std::uint32_t> fFirstMeeting;
   Meeting fLastTrailing;  // of two trailing groups
   std::uint32_t fRankOfLastTrailing = 0;
-  Meeting fLastPair;                // likewise, whose block was asked for
+  Meeting fLastPair;  // likewise, whose block was asked for
   std::size_t fLastOffset = 0;
   std::vector<bool> fHasMet;                   // whether a leading group was recorded
   std::vector<std::uint32_t> fOrderOfMeeting;  // leading groups
@@ -333,7 +333,7 @@ class BlockSystem final : public NormalSystem {
                                std::uint32_t columns);
   std::vector<StoredPlan> fStoredPlans;  // in the order of an assembly
   std::size_t fNextStored = 0;
-  std::size_t fStoredTold = 0;  // blocks that constraints announced
+  std::size_t fStoredTold = 0;      // blocks that constraints announced
   std::vector<LeadingRun> fJoined;  // with places in a vector of the reduced system
   std::vector<Pair> fPairs;
   ReducedSystem fReduced;
@@ -347,7 +347,7 @@ class BlockSystem final : public NormalSystem {
   std::vector<double> fFactors;       // of P^-1 at the places of the diagonal blocks
   std::vector<double> fOwnCofactors;  // Q_ii likewise
   std::unique_ptr<double[]> fCross;   // Q_ir at the places of W
-  bool fHasCross = false;  // fCross is that of the solution
+  bool fHasCross = false;             // fCross is that of the solution
   bool fExpectsCross = false;
   std::array<Working, kTurns> fWorking;
   std::unique_ptr<Spread> fSpread;  // working memory

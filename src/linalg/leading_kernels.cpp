@@ -667,30 +667,34 @@ struct Kernels {
 // themselves, so each variant is a set of functions of its own.
 #define CARDO_KERNELS(Name, kRoundUp, ...)                                                         \
   struct Name {                                                                                    \
-    __VA_ARGS__ static void ScatteredOf(std::uint32_t n, \
-                                        std::span<const LeadingRun> runs, \
-                                        const double* blocks, \
-                                        const double* matrix, \
-                                        std::size_t width, \
-                                        double* y) { \
-      Scattered<kRoundUp>(n, runs, blocks, matrix, width, y); \
-    } \
-    __VA_ARGS__ static void IntoRunsOf(std::uint32_t n, \
-                                       std::span<const LeadingRun> runs, \
-                                       double* blocks, \
-                                       const double* matrix, \
-                                       std::size_t width, \
-                                       const double* y) { \
-      IntoRuns<kRoundUp>(n, runs, blocks, matrix, width, y); \
-    } \
-    __VA_ARGS__ static void CombineOf( \
-        const LeadingBlocks& blocks, const double* y, const double* factors, double* x) { \
-      CombineBody<kRoundUp>(blocks, y, factors, x); \
-    } \
-    __VA_ARGS__ static void VectorOf( \
-        const LeadingBlocks& blocks, const double* y, const double* x, double* dots) { \
-      Vector<kRoundUp>(blocks, y, x, dots); \
-    } \
+    __VA_ARGS__ static void ScatteredOf(std::uint32_t n,                                           \
+                                        std::span<const LeadingRun> runs,                          \
+                                        const double* blocks,                                      \
+                                        const double* matrix,                                      \
+                                        std::size_t width,                                         \
+                                        double* y) {                                               \
+      Scattered<kRoundUp>(n, runs, blocks, matrix, width, y);                                      \
+    }                                                                                              \
+    __VA_ARGS__ static void IntoRunsOf(std::uint32_t n,                                            \
+                                       std::span<const LeadingRun> runs,                           \
+                                       double* blocks,                                             \
+                                       const double* matrix,                                       \
+                                       std::size_t width,                                          \
+                                       const double* y) {                                          \
+      IntoRuns<kRoundUp>(n, runs, blocks, matrix, width, y);                                       \
+    }                                                                                              \
+    __VA_ARGS__ static void CombineOf(const LeadingBlocks& blocks,                                 \
+                                      const double* y,                                             \
+                                      const double* factors,                                       \
+                                      double* x) {                                                 \
+      CombineBody<kRoundUp>(blocks, y, factors, x);                                                \
+    }                                                                                              \
+    __VA_ARGS__ static void VectorOf(const LeadingBlocks& blocks,                                  \
+                                     const double* y,                                              \
+                                     const double* x,                                              \
+                                     double* dots) {                                               \
+      Vector<kRoundUp>(blocks, y, x, dots);                                                        \
+    }                                                                                              \
     __VA_ARGS__ static void ProductsOf(std::span<const ProductBlock> blocks,                       \
                                        const ProductRows& rows) {                                  \
       Products(blocks, rows);                                                                      \

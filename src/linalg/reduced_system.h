@@ -74,7 +74,8 @@ class ReducedSystem {
   void Invert();
   [[nodiscard]] std::span<const double> Inverse() const noexcept { return fInverse; }
 
-  // First unknown of a block, counted in the order of the elimination: neighbours follow each other.
+  // First unknown of a block, counted in the order of the elimination: neighbours follow each
+  // other.
   [[nodiscard]] std::uint32_t Start(std::uint32_t block) const noexcept { return fStart[block]; }
   [[nodiscard]] std::uint32_t Unknowns() const noexcept { return fUnknowns; }
 
@@ -87,11 +88,11 @@ class ReducedSystem {
   struct Panel {
     std::uint32_t firstPosition;
     std::uint32_t width;
-    std::uint32_t height;                // w + h
-    std::size_t values;                  // offset of its first element
-    std::vector<Row> rows;               // of later panels
-    std::uint32_t rootOffset;            // first row of the root
-    std::uint32_t first;                 // unknown of the columns
+    std::uint32_t height;      // w + h
+    std::size_t values;        // offset of its first element
+    std::vector<Row> rows;     // of later panels
+    std::uint32_t rootOffset;  // first row of the root
+    std::uint32_t first;       // unknown of the columns
   };
 
   void MakePanels(const EliminationOrder& order, std::uint32_t interior);
@@ -111,8 +112,8 @@ class ReducedSystem {
   std::vector<std::uint32_t> fPanelOf;       // of a position
   std::vector<std::uint32_t> fColumnOffset;  // of a position in its panel
   std::vector<Panel> fPanels;
-  std::vector<std::uint32_t> fRootOffset;    // of a block in the root
-  std::uint32_t fRootStart = 0;              // first unknown of the root, which stands last
+  std::vector<std::uint32_t> fRootOffset;  // of a block in the root
+  std::uint32_t fRootStart = 0;            // first unknown of the root, which stands last
   std::uint32_t fRootSize = 0;
   std::size_t fRootValues = 0;
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace vermo {
 namespace {
@@ -42,11 +43,19 @@ double Propagate(const std::array<double, 3>& g, const std::array<double, 9>& co
   return variance;
 }
 
-// 2 atan2(|(|b| a - |a| b)|, |(|b| a + |a| b)|), without the cancellation of an arc cosine.
-double AngleBetweenDirections(const ImagePointPair& point, double ck) {
+// Whether the angle between the directions of both positions is above the limit, whose cosine is
+// given: 2 atan2(|(|b| a - |a| b)|, |(|b| a + |a| b)|), without the cancellation of an arc cosine.
+// Most angles are far below it, as their cosine already tells.
+bool IsFartherThan(double limit, double cosine, const ImagePointPair& point, double ck) {
   const ostra_bundle::VektorD<3> measured{point.measuredX, point.measuredY, ck};
   const ostra_bundle::VektorD<3> computed{point.computedX, point.computedY, ck};
-  return ostra_bundle::AngleBetween(measured, computed);
+  constexpr double kDoubt = 1e-9;
+  const double scale =
+      std::sqrt(ostra_bundle::Dot(measured, measured) * ostra_bundle::Dot(computed, computed));
+  if (std::isnormal(scale) && limit > 0.0 &&
+      ostra_bundle::Dot(measured, computed) > (cosine + kDoubt) * scale)
+    return false;
+  return ostra_bundle::AngleBetween(measured, computed) > limit;
 }
 
 }  // namespace
@@ -93,11 +102,12 @@ void DataEor::Connect(const NetworkSettings& settings) {
   if (!IsActive() || fIor == nullptr) return;
   const double ck = fProjektion == nullptr ? fIor->Calibration()[DataIor::kCk]
                                            : fProjektion->Values()[DataProjektion::kCk];
+  const double limit = settings.AngleLimit();
+  const double cosine = std::cos(std::min(limit, std::numbers::pi));
   for (LinkedObservation* messung : Messungen()) {
     if (messung->Kind() != MessungKind::Biko || !messung->IsActive()) continue;
     ImagePointPair point{};
-    if (!messung->EvaluateImagePoint(point) ||
-        AngleBetweenDirections(point, ck) > settings.AngleLimit())
+    if (!messung->EvaluateImagePoint(point) || IsFartherThan(limit, cosine, point, ck))
       messung->SetAusreisser();
   }
 }
