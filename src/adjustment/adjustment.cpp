@@ -113,6 +113,7 @@ int Adjustment::Run() {
     if (std::fabs(s0) > fSettings.fS0Limit) throw KlException(failure::kS0TooLarge);
     if (fSettings.fS0Floor > std::fabs(s0) || !fGeaendert) break;
     fGeaendert = false;
+    average = averageBefore = 0.0;
   }
   OnRunEnd();
   fStatistik.fAusreisser = lastOutliers;

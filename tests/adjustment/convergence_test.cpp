@@ -158,5 +158,36 @@ TEST(Convergence, S0ThatIsNotANumberConverges) {
   EXPECT_TRUE(Converges({.s0 = kNaN, .t = 1.0}, 0.00032));
 }
 
+// --- what is expected of the next iteration -------------------------------------
+
+// Hints of a run whose mean changes are these, at S0 and a limit.
+std::vector<bool> Expectations(std::initializer_list<double> changes, double s0, double limit) {
+  std::vector<Step> steps;
+  for (const double change : changes) steps.push_back({.s0 = s0, .t = change * change});
+  const std::size_t count = steps.size();
+  ScriptedLoop loop(std::move(steps));
+  loop.Settings().fConvergenceLimit = limit;
+  loop.Settings().fMaxIterations = static_cast<std::int32_t>(count);
+  EXPECT_EQ(loop.Run(), 0);
+  return loop.system->expectations;
+}
+
+TEST(Convergence, CofactorsAreExpectedWhereChangesShrinkFastEnough) {
+  // By the same factor again the third change would be 0.07^2 = 0.0049, below five limits.
+  EXPECT_EQ(Expectations({1.0, 0.07, 0.01}, 1.0, 0.001), (std::vector{false, false, true}));
+  EXPECT_EQ(Expectations({1.0, 0.071, 0.01}, 1.0, 0.001), (std::vector{false, false, false}));
+  // Twice the change before, half the factor.
+  EXPECT_EQ(Expectations({2.0, 0.071, 0.01}, 1.0, 0.001), (std::vector{false, false, true}));
+}
+
+TEST(Convergence, WhatIsExpectedIsRelativeToS0) {
+  EXPECT_EQ(Expectations({1.0, 0.09, 0.01}, 2.0, 0.001), (std::vector{false, false, true}));
+  EXPECT_EQ(Expectations({1.0, 0.07, 0.01}, 0.5, 0.001), (std::vector{false, false, false}));
+}
+
+TEST(Convergence, NothingIsExpectedOfChangesThatGrow) {
+  EXPECT_EQ(Expectations({0.002, 0.003, 0.003}, 1.0, 0.001), (std::vector{false, false, false}));
+}
+
 }  // namespace
 }  // namespace vermo::test

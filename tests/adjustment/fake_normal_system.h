@@ -33,6 +33,7 @@ class FakeNormalSystem final : public NormalSystem {
   std::vector<std::uint32_t> resets;  // number of unknowns of each build pass
   std::vector<double> misclosures;    // of the equations since the last reset
   std::vector<bool> pivotSearches;    // argument of each factorization
+  std::vector<bool> expectations;     // before each factorization, whether an inversion follows
   std::uint32_t inversions = 0;
 
   void Reset(std::uint32_t unknowns, std::uint32_t /*constraintRows*/) override {
@@ -54,6 +55,7 @@ class FakeNormalSystem final : public NormalSystem {
     return element(row, column);
   }
 
+  void ExpectInvertCofactors(bool expected) override { expectations.push_back(expected); }
   void FactorizeAndSolve(bool pivotSearch) override {
     Note("FactorizeAndSolve");
     pivotSearches.push_back(pivotSearch);

@@ -619,6 +619,49 @@ TEST(BlockSystem, CofactorBlocksBesideThePatternAreThoseOfTheInverse) {
   expect(7, 2, 3, 0);
 }
 
+TEST(BlockSystem, WhatIsExpectedChangesNoCofactor) {
+  const Scene scene{.seed = 49, .points = 30, .neighbours = {3}, .weakPoints = {7}};
+  SystemTape tape;
+  scene.Record(tape);
+  BlockSystem expecting;
+  BlockSystem surprised;
+  expecting.ExpectInvertCofactors(true);
+  for (int again = 0; again < 2; ++again) {
+    tape.Assemble(expecting);
+    tape.Assemble(surprised);
+    expecting.FactorizeAndSolve(true);
+    surprised.FactorizeAndSolve(true);
+    EXPECT_TRUE(std::ranges::equal(expecting.Solution(), surprised.Solution()));
+    const std::vector<double> halved(surprised.DiagonalCofactors().begin(),
+                                     surprised.DiagonalCofactors().end());
+    expecting.InvertCofactors();
+    surprised.InvertCofactors();
+    EXPECT_TRUE(std::ranges::equal(expecting.DiagonalCofactors(), surprised.DiagonalCofactors()));
+    for (std::uint32_t i = 0; i < tape.Unknowns(); ++i) {
+      EXPECT_NEAR(halved[i], surprised.DiagonalCofactors()[i], 1e-11 * halved[i]) << i;
+      EXPECT_EQ(expecting.Cofactor(i, 0), surprised.Cofactor(i, 0)) << i;
+    }
+    for (const SystemTape::Observation& o : tape.observations)
+      for (const DesignRow& row : o.rows)
+        EXPECT_EQ(expecting.CofactorForm(row), surprised.CofactorForm(row));
+  }
+}
+
+TEST(BlockSystem, ASolutionThatWasNotTheLastOneIsForgotten) {
+  SystemTape tape;
+  Scene{.seed = 51, .points = 12}.Record(tape);
+  BlockSystem system;
+  system.ExpectInvertCofactors(true);
+  tape.Assemble(system);
+  system.FactorizeAndSolve(true);
+  // The same pattern with other numbers, and no cofactors wanted so far.
+  SystemTape next;
+  Scene{.seed = 51, .points = 12, .largeWeight = 3.0}.Record(next);
+  system.ExpectInvertCofactors(false);
+  next.Assemble(system);
+  ASSERT_NO_FATAL_FAILURE(ExpectDense(next, system));
+}
+
 TEST(BlockSystem, PivotSearchMakesNoDifference) {
   const Scene scene{.seed = 43};
   SystemTape tape;
