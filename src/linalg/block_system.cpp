@@ -65,6 +65,18 @@ void RootOfInverse(const double* factors, double* root) {
   }
 }
 
+// P^-1 = L^-T D^-1 L^-1
+template <std::uint32_t N>
+void InverseOf(const double* factors, double* inverse) {
+  for (std::size_t i = 0; i < N; ++i)
+    for (std::size_t j = 0; j <= i; ++j) {
+      double sum = factors[i * N + i] * (j < i ? factors[i * N + j] : 1.0);
+      for (std::size_t k = i + 1; k < N; ++k)
+        sum += factors[k * N + i] * factors[k * N + k] * factors[k * N + j];
+      inverse[i * N + j] = inverse[j * N + i] = sum;
+    }
+}
+
 // M^T G M
 template <std::uint32_t N>
 void Congruence(const double* root, const double* g, double* result) {
@@ -106,6 +118,10 @@ bool FactoriseInverse(const double* block, std::uint32_t n, double* factors) {
   return WithSize(n, [&]<std::uint32_t N>() { return FactoriseInverse<N>(block, factors); });
 }
 
+void InverseOf(const double* factors, std::uint32_t n, double* inverse) {
+  WithSize(n, [&]<std::uint32_t N>() { InverseOf<N>(factors, inverse); });
+}
+
 void RootOfInverse(const double* factors, std::uint32_t n, double* root) {
   WithSize(n, [&]<std::uint32_t N>() { RootOfInverse<N>(factors, root); });
 }
@@ -137,10 +153,10 @@ bool BlockSystem::InvertLeading() {
   return allInverted;
 }
 
-// Calls scale(group, working), which leaves V there, and then use(group, working) for every leading
-// group, and `finish` after it: each step one group later than the step before, so that what is
-// written piece by piece is read only when it has arrived.
-template <typename Use, typename Finish>
+// Makes V or U of every leading group, then calls use(group, working), and `finish` after it: each
+// step one group later than the step before, so that what is written piece by piece is read only
+// when it has arrived.
+template <BlockSystem::Scaling kScaling, typename Use, typename Finish>
 void BlockSystem::ForEachLeader(Use use, Finish finish) {
   const std::size_t count = fLeaders.size();
   for (std::size_t k = 0; k < count + 2; ++k) {
@@ -149,20 +165,24 @@ void BlockSystem::ForEachLeader(Use use, Finish finish) {
         for (const LeadingRun& block : PlacesOf(fLeaders[k + kGroupsAhead]))
           FetchAll(fValues.data() + block.place,
                    std::size_t{fLeaders[k + kGroupsAhead].size} * block.size);
-      Scale(fLeaders[k], fWorking[k % kTurns]);
+      Scale<kScaling>(fLeaders[k], fWorking[k % kTurns]);
     }
     if (k >= 1 && k <= count) use(fLeaders[k - 1], fWorking[(k - 1) % kTurns]);
     if (k >= 2) finish(fLeaders[k - 2], fWorking[(k - 2) % kTurns]);
   }
 }
 
-// V = M W
+template <BlockSystem::Scaling kScaling>
 void BlockSystem::Scale(const Group& group, Working& working) const {
-  RootOfInverse(fFactors.data() + group.diagonal, group.size, working.root.data());
+  const double* factors = fFactors.data() + group.diagonal;
+  if constexpr (kScaling == Scaling::kRoot)
+    RootOfInverse(factors, group.size, working.matrix.data());
+  else
+    InverseOf(factors, group.size, working.matrix.data());
   MultiplyScattered(group.size,
                     PlacesOf(group),
                     fValues.data(),
-                    working.root.data(),
+                    working.matrix.data(),
                     group.width,
                     working.v.data());
 }
@@ -177,7 +197,7 @@ void BlockSystem::Eliminate() {
     std::copy_n(fRhs.begin() + fGroups[g].start,
                 fGroups[g].size,
                 fReducedRhs.begin() + fReduced.Start(fGroups[g].trailing));
-  ForEachLeader(
+  ForEachLeader<Scaling::kRoot>(
       [this](const Group& group, const Working& working) {
         const double* v = working.v.data();
         SubtractShares(BlocksOf(group), v, v, fReduced.Values().data());
@@ -227,28 +247,40 @@ void BlockSystem::FactorizeAndSolve(bool /*pivotSearch*/) {
     for (std::size_t i = 0; i < group.size; ++i)
       fDiagonal[group.start + i] = inverse[own.offset + i * (own.rowStride + own.columnStride)];
   }
-  const auto solve = [this](const Group& group, const Working& working) {
-    SolveLeading(
-        group, fReducedRhs, fRhs.data() + group.start, working, fSolution.data() + group.start);
-  };
-  const double* const q = fReduced.Inverse().data();
+  const double* const q = inverse.data();
   if (fExpectsCross) {
     OpenCross();
-    ForEachLeader(
+    ForEachLeader<Scaling::kRoot>(
         [&](const Group& group, Working& working) {
-          solve(group, working);
+          SolveLeading<Scaling::kRoot>(group,
+                                       fReducedRhs,
+                                       fRhs.data() + group.start,
+                                       working,
+                                       fSolution.data() + group.start);
           MultiplyByInverse(BlocksOf(group), working.v.data(), q, working.half.data());
         },
         [this](const Group& group, Working& working) { CrossOf(group, working); });
     fHasCross = true;
     return;
   }
-  ForEachLeader(
+  ForEachLeader<Scaling::kInverse>(
       [&](const Group& group, Working& working) {
-        solve(group, working);
+        SolveLeading<Scaling::kInverse>(
+            group, fReducedRhs, fRhs.data() + group.start, working, fSolution.data() + group.start);
         MultiplyByHalfInverse(BlocksOf(group), working.v.data(), q, working.half.data());
       },
-      [this](const Group& group, const Working& working) { CofactorsOf(group, working); });
+      // The diagonal of P^-1 + U Q_rr U^T.
+      [this](const Group& group, const Working& working) {
+        double diagonal[kLargestLeading];
+        for (std::size_t i = 0; i < group.size; ++i)
+          diagonal[i] = working.matrix[i * group.size + i];
+        SubtractDiagonalProducts(group.size,
+                                 group.width,
+                                 working.half.data(),
+                                 working.v.data(),
+                                 diagonal,
+                                 fDiagonal.data() + group.start);
+      });
 }
 
 // Q_ii = M^T (1 + V Q_rr V^T) M from half of the inner product.
@@ -260,7 +292,7 @@ void BlockSystem::CofactorsOf(const Group& group, const Working& working) {
   SubtractBothProducts(
       group.size, group.width, working.half.data(), working.v.data(), identity, inner);
   double* own = fOwnCofactors.data() + group.diagonal;
-  Congruence(working.root.data(), group.size, inner, own);
+  Congruence(working.matrix.data(), group.size, inner, own);
   for (std::size_t i = 0; i < group.size; ++i) fDiagonal[group.start + i] = own[i * group.size + i];
 }
 
@@ -268,7 +300,7 @@ void BlockSystem::InvertCofactors() {
   fNextForm = 0;
   if (fHasCross) return;
   OpenCross();
-  ForEachLeader(
+  ForEachLeader<Scaling::kRoot>(
       [this](const Group& group, Working& working) {
         MultiplyByInverse(
             BlocksOf(group), working.v.data(), fReduced.Inverse().data(), working.half.data());
@@ -288,7 +320,7 @@ void BlockSystem::OpenCross() {
 // Q_ir = -M^T V Q_rr from the product -V Q_rr, and Q_ii from it: forms of both, in which much
 // cancels, keep more digits so.
 void BlockSystem::CrossOf(const Group& group, Working& working) {
-  const double* root = working.root.data();
+  const double* root = working.matrix.data();
   double transposed[kLargestLeading * kLargestLeading];
   for (std::size_t i = 0; i < group.size; ++i)
     for (std::size_t j = 0; j < group.size; ++j)
@@ -338,30 +370,34 @@ void BlockSystem::GatherInto(const Group& group,
                              const Working& working,
                              std::span<double> reduced) const {
   double scaled[kLargestLeading];
-  MultiplyRoot(working.root.data(), group.size, rhs, scaled);
+  MultiplyRoot(working.matrix.data(), group.size, rhs, scaled);
   SubtractCombined(BlocksOf(group), working.v.data(), scaled, reduced.data());
 }
 
-// x_i = P^-1 n_i - M^T V x_r = L^-T (D^-1 L^-1 n_i - D^-1/2 V x_r): without a root where nothing is
-// coupled, so that a group that stands alone has its exact solution.
+// x_i = P^-1 n_i - U x_r = L^-T D^-1 L^-1 n_i - U x_r, or, by V, L^-T (D^-1 L^-1 n_i - D^-1/2 V
+// x_r): without a root where nothing is coupled, so that a group that stands alone has its exact
+// solution.
+template <BlockSystem::Scaling kScaling>
 void BlockSystem::SolveLeading(const Group& group,
                                std::span<const double> reduced,
                                const double* rhs,
                                const Working& working,
                                double* x) const {
   const std::size_t n = group.size;
-  double scaled[kLargestLeading];
-  MultiplyVector(BlocksOf(group), working.v.data(), reduced.data(), scaled);
+  double dots[kLargestLeading];
+  MultiplyVector(BlocksOf(group), working.v.data(), reduced.data(), dots);
   const double* factors = fFactors.data() + group.diagonal;
+  double scaled[kLargestLeading];
   for (std::size_t k = 0; k < n; ++k) {
     double sum = rhs[k];
     for (std::size_t j = 0; j < k; ++j) sum += factors[k * n + j] * rhs[j];
-    scaled[k] = factors[k * n + k] * sum - working.root[k * n + k] * scaled[k];
+    scaled[k] = factors[k * n + k] * sum;
+    if constexpr (kScaling == Scaling::kRoot) scaled[k] -= working.matrix[k * n + k] * dots[k];
   }
   for (std::size_t i = 0; i < n; ++i) {
     double sum = scaled[i];
     for (std::size_t k = i + 1; k < n; ++k) sum += factors[k * n + i] * scaled[k];
-    x[i] = sum;
+    x[i] = kScaling == Scaling::kRoot ? sum : sum - dots[i];
   }
 }
 
@@ -373,8 +409,9 @@ std::optional<BlockSystem::View> BlockSystem::ViewOf(std::uint32_t a, std::uint3
     const ReducedSystem::Place place = fReduced.PlaceOf(ga.trailing, gb.trailing);
     return View{fReduced.Inverse().data() + place.offset, place.rowStride, place.columnStride};
   }
+  if (!fHasCross) return {};
   if (a == b) return View{fOwnCofactors.data() + ga.diagonal, ga.size, 1};
-  if (!fHasCross || (ga.leads && gb.leads)) return {};
+  if (ga.leads && gb.leads) return {};
   const LeadingRun* block = ga.leads ? FindBlock(a, b) : FindBlock(b, a);
   if (block == nullptr) return {};
   const double* from = fCross.get() + block->place;
@@ -399,7 +436,7 @@ void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) cons
   double unit[kLargestBlock] = {};
   unit[column - own.start] = 1.0;
   if (own.leads) {
-    Scale(own, working);
+    Scale<Scaling::kRoot>(own, working);
     GatherInto(own, unit, working, reduced);
   } else {
     reduced[fReduced.Start(own.trailing) + column - own.start] = 1.0;
@@ -409,8 +446,9 @@ void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) cons
   for (const Group& group : fGroups) {
     double* solution = x.data() + group.start;
     if (group.leads) {
-      Scale(group, working);
-      SolveLeading(group, reduced, &group == &own ? unit : kZeros, working, solution);
+      Scale<Scaling::kInverse>(group, working);
+      SolveLeading<Scaling::kInverse>(
+          group, reduced, &group == &own ? unit : kZeros, working, solution);
     } else {
       std::copy_n(reduced.begin() + fReduced.Start(group.trailing), group.size, solution);
     }

@@ -25,6 +25,10 @@ namespace vermo {
 //
 //   Q_rr = S^-1    Q_ir = -M_i^T V_i Q_rr    Q_ii = M_i^T (1 + V_i Q_rr V_i^T) M_i
 //
+// Where nothing but x_i and the diagonal of Q_ii is wanted U_i = P_i^-1 W_i takes the place of V_i:
+//
+//   x_i = P_i^-1 n_i - U_i x_r    Q_ii = P_i^-1 + U_i Q_rr U_i^T
+//
 // W stays as it was assembled; V is made anew, in working memory, whenever it is needed: memory is
 // slower than the product. Taking the share as a square keeps digits where P is nearly singular.
 //
@@ -221,15 +225,18 @@ class BlockSystem final : public NormalSystem {
   bool InvertLeading();
   void Eliminate();
   void Demote(std::uint32_t group);
-  // Of one leading group: M, V and half of a product with it, both as wide as the widest.
+  // Of one leading group: M, V and half of a product with it, both as wide as the widest. Or P^-1
+  // and U = P^-1 W instead of M and V.
+  enum class Scaling : std::uint8_t { kRoot, kInverse };
   struct Working {
-    std::array<double, std::size_t{kLargestLeading} * kLargestLeading> root;
+    std::array<double, std::size_t{kLargestLeading} * kLargestLeading> matrix;
     std::vector<double> v;
     std::vector<double> half;
   };
   static constexpr std::size_t kTurns = 3;
-  template <typename Use, typename Finish>
+  template <Scaling kScaling, typename Use, typename Finish>
   void ForEachLeader(Use use, Finish finish);
+  template <Scaling kScaling>
   void Scale(const Group& group, Working& working) const;
   [[nodiscard]] std::span<const Link> LinksOf(const Group& group) const noexcept {
     return std::span(fLinks).subspan(group.firstLink, group.links);
@@ -256,12 +263,13 @@ class BlockSystem final : public NormalSystem {
   bool BlockOf(std::uint32_t a, std::uint32_t b, double* block) const;
   // The solution for a unit vector.
   void SolveColumn(std::uint32_t column, std::vector<double>& x) const;
-  // The share of a leading group with the right-hand side n_i in that of the reduced system, and
-  // its solution x_i.
+  // The share of a leading group with the right-hand side n_i in that of the reduced system, by V,
+  // and its solution x_i.
   void GatherInto(const Group& group,
                   const double* rhs,
                   const Working& working,
                   std::span<double> reduced) const;
+  template <Scaling kScaling>
   void SolveLeading(const Group& group,
                     std::span<const double> reduced,
                     const double* rhs,

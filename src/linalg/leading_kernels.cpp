@@ -301,6 +301,28 @@ template <std::uint32_t D>
     }
 }
 
+// own(i) = diagonal(i) - 2 half(i) y(i)^T, summed up in the same lanes.
+template <std::uint32_t D>
+[[gnu::always_inline]] inline void DiagonalBody(std::uint32_t depth,
+                                                std::size_t width,
+                                                const double* half,
+                                                const double* y,
+                                                const double* diagonal,
+                                                double* own) {
+  const std::uint32_t d = D == 0 ? depth : D;
+  const std::size_t whole = width - width % 8;
+  for (std::uint32_t i = 0; i < d; ++i) {
+    const double* h = half + i * width;
+    const double* v = y + i * width;
+    LanesOf<8> sum{};
+    for (std::size_t c = 0; c < whole; c += 8) sum += Load<8>(h + c).lanes * Load<8>(v + c).lanes;
+    double lanes[8];
+    Store<8, 8>(lanes, sum);
+    for (std::size_t c = whole; c < width; ++c) lanes[c - whole] += h[c] * v[c];
+    own[i] = diagonal[i] - 2.0 * SumOf(lanes);
+  }
+}
+
 // sum += the first K lanes of a piece
 template <std::uint32_t K, std::uint32_t N>
 [[gnu::always_inline]] inline void AddWidened(LanesOf<8>& sum, const LanesOf<N>& piece) {
@@ -624,6 +646,18 @@ template <bool kRoundUp>
     GramBody<0>(n, width, half, y, block, own);
 }
 
+[[gnu::always_inline]] inline void Diagonal(std::uint32_t n,
+                                            std::size_t width,
+                                            const double* half,
+                                            const double* y,
+                                            const double* diagonal,
+                                            double* own) {
+  if (n == 3)
+    DiagonalBody<3>(n, width, half, y, diagonal, own);
+  else
+    DiagonalBody<0>(n, width, half, y, diagonal, own);
+}
+
 template <bool kRoundUp>
 [[gnu::always_inline]] inline void Forms(std::span<const FormBlock> blocks,
                                          std::uint32_t components,
@@ -660,6 +694,8 @@ struct Kernels {
   void (*inverse)(const LeadingBlocks&, const double*, const double*, double*);
   void (*half)(const LeadingBlocks&, const double*, const double*, double*);
   void (*gram)(std::uint32_t, std::size_t, const double*, const double*, const double*, double*);
+  void (*diagonal)(
+      std::uint32_t, std::size_t, const double*, const double*, const double*, double*);
   void (*forms)(std::span<const FormBlock>, std::uint32_t, const double*, std::size_t, double*);
 };
 
@@ -731,6 +767,14 @@ struct Kernels {
                                    double* own) {                                                  \
       Gram(n, width, half, y, block, own);                                                         \
     }                                                                                              \
+    __VA_ARGS__ static void DiagonalOf(std::uint32_t n,                                            \
+                                       std::size_t width,                                          \
+                                       const double* half,                                         \
+                                       const double* y,                                            \
+                                       const double* diagonal,                                     \
+                                       double* own) {                                              \
+      Diagonal(n, width, half, y, diagonal, own);                                                  \
+    }                                                                                              \
     __VA_ARGS__ static void FormsOf(std::span<const FormBlock> blocks,                             \
                                     std::uint32_t components,                                      \
                                     const double* a,                                               \
@@ -749,6 +793,7 @@ struct Kernels {
                                      InverseOf,                                                    \
                                      HalfOf,                                                       \
                                      GramOf,                                                       \
+                                     DiagonalOf,                                                   \
                                      FormsOf};                                                     \
   }
 
@@ -868,6 +913,16 @@ void SubtractBothProducts(std::uint32_t n,
                           double* own,
                           std::optional<Variant> variant) {
   Chosen(variant).gram(n, width, half, y, block, own);
+}
+
+void SubtractDiagonalProducts(std::uint32_t n,
+                              std::size_t width,
+                              const double* half,
+                              const double* y,
+                              const double* diagonal,
+                              double* own,
+                              std::optional<Variant> variant) {
+  Chosen(variant).diagonal(n, width, half, y, diagonal, own);
 }
 
 void ComputeForms(std::span<const FormBlock> blocks,

@@ -108,6 +108,15 @@ void SubtractBothProducts(std::uint32_t n,
                           double* own,
                           std::optional<dense::Variant> variant = {});
 
+// own(i) = diagonal(i) - 2 half(i) y(i)^T: the diagonal of the same alone.
+void SubtractDiagonalProducts(std::uint32_t n,
+                              std::size_t width,
+                              const double* half,
+                              const double* y,
+                              const double* diagonal,
+                              double* own,
+                              std::optional<dense::Variant> variant = {});
+
 // One block that an observation adds to, by rows: the run of its columns that gives the rows and
 // the one that gives the columns.
 struct ProductBlock {

@@ -107,7 +107,7 @@ class NormalSystem {
   }
 
   // Whether InvertCofactors will likely be asked for behind the next FactorizeAndSolve. A hint: an
-  // engine may compute in one pass what takes two, and what is asked for comes out all the same.
+  // engine may compute in one pass what takes two. Results differ by rounding at most.
   virtual void ExpectInvertCofactors(bool /*expected*/) {}
   // Throws KlException -39007 for a singular system.
   virtual void FactorizeAndSolve(bool pivotSearch) = 0;

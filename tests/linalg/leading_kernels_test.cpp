@@ -437,6 +437,18 @@ TEST(LeadingKernels, HalfAndItsTransposeMakeTheWholeForm) {
         SubtractBothProducts(
             n, width, again.data(), y.data(), block.data(), ownAgain.data(), variant);
         ExpectSameBits(ownAgain, own, "SubtractBothProducts");
+        std::vector<double> diagonal(n);
+        std::vector<double> blockDiagonal(n);
+        for (std::size_t i = 0; i < n; ++i) blockDiagonal[i] = block[i * n + i];
+        SubtractDiagonalProducts(
+            n, width, half.data(), y.data(), blockDiagonal.data(), diagonal.data(), variant);
+        for (std::size_t i = 0; i < n; ++i)
+          ASSERT_NEAR(diagonal[i], expected[i * n + i], 1e-12 * static_cast<double>(1 + width))
+              << n << ' ' << i;
+        std::vector<double> diagonalAgain(n);
+        SubtractDiagonalProducts(
+            n, width, half.data(), y.data(), blockDiagonal.data(), diagonalAgain.data(), variant);
+        ExpectSameBits(diagonalAgain, diagonal, "SubtractDiagonalProducts");
       }
     }
 }
