@@ -667,6 +667,70 @@ TEST(BlockSystem, ASolutionThatWasNotTheLastOneIsForgotten) {
   ASSERT_NO_FATAL_FAILURE(ExpectDense(next, system));
 }
 
+TEST(BlockSystem, ManyRowsAtOnceAreAsGoodAsOneByOne) {
+  constexpr std::uint32_t kUnknowns = 12;
+  Draw draw(53);
+  std::vector<DesignRow> rows;
+  std::vector<double> weights;
+  std::vector<double> misclosures;
+  const auto observe = [&](std::uint32_t point, std::uint32_t image, std::uint32_t components) {
+    for (; components > 0; --components) {
+      DesignRow& row = rows.emplace_back();
+      for (std::uint32_t i = 0; i < 3; ++i) row.push(point + i, draw.Uniform());
+      for (std::uint32_t i = 0; i < 3; ++i) row.push(image + i, draw.Uniform());
+      weights.push_back(1.5 + draw.Uniform());
+      misclosures.push_back(draw.Uniform());
+    }
+  };
+  observe(0, 6, 3);
+  observe(3, 9, 3);
+  observe(0, 9, 1);
+  BlockSystem together;
+  BlockSystem single;
+  const SystemLayout layout{{0, 3, 6, 9, kUnknowns}, 2};
+  together.SetLayout(layout);
+  single.SetLayout(layout);
+  const auto hold = [](BlockSystem& system) {
+    for (std::uint32_t c = 0; c < kUnknowns; ++c)
+      system.AddEquation(Row({{c, 1.0}}), 1.0, 0.1 * (c + 1.0));
+  };
+  for (int iteration = 0; iteration < 2; ++iteration) {
+    Assemble(together, kUnknowns, 0, [&] {
+      together.AddEquations(rows, weights.data(), misclosures.data());
+      hold(together);
+    });
+    Assemble(single, kUnknowns, 0, [&] {
+      for (std::size_t r = 0; r < rows.size(); ++r)
+        single.AddEquation(rows[r], weights[r], misclosures[r]);
+      hold(single);
+    });
+    together.FactorizeAndSolve(true);
+    single.FactorizeAndSolve(true);
+    for (std::uint32_t c = 0; c < kUnknowns; ++c)
+      EXPECT_NEAR(together.Solution()[c], single.Solution()[c], 1e-13) << c;
+    together.InvertCofactors();
+    std::vector<double> forms(rows.size());
+    together.CofactorForms(rows, forms.data());
+    single.InvertCofactors();
+    for (std::size_t r = 0; r < rows.size(); ++r)
+      EXPECT_NEAR(forms[r], single.CofactorForm(rows[r]), 1e-13) << r;
+  }
+}
+
+TEST(BlockSystem, CofactorsAreForgottenWithTheNextAssembly) {
+  SystemTape tape;
+  Scene{.seed = 52, .points = 12}.Record(tape);
+  BlockSystem system;
+  tape.Assemble(system);
+  system.FactorizeAndSolve(true);
+  system.InvertCofactors();
+  // Of a point alone.
+  const DesignRow row = Row({{0, 1.0}, {2, -1.0}});
+  EXPECT_GT(system.CofactorForm(row), 0.0);
+  tape.Assemble(system);
+  EXPECT_EQ(system.CofactorForm(row), 0.0);
+}
+
 TEST(BlockSystem, PivotSearchMakesNoDifference) {
   const Scene scene{.seed = 43};
   SystemTape tape;

@@ -277,7 +277,7 @@ class Base:
 
     def copy(self, source):
         """Copies what changed, so that a build that is there stays up to date."""
-        names = ["CMakeLists.txt", "cmake", "src", "tests", "examples"]
+        names = ["CMakeLists.txt", "cmake", "src", "tests", "fuzz", "examples"]
         wanted = set()
         for name in names:
             start = source / name
