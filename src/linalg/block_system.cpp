@@ -402,6 +402,7 @@ void BlockSystem::SolveLeading(const Group& group,
 }
 
 std::optional<BlockSystem::View> BlockSystem::ViewOf(std::uint32_t a, std::uint32_t b) const {
+  if (!fArranged) return {};
   const Group& ga = fGroups[a];
   const Group& gb = fGroups[b];
   if (!ga.leads && !gb.leads) {
@@ -429,6 +430,7 @@ bool BlockSystem::BlockOf(std::uint32_t a, std::uint32_t b, double* block) const
 
 void BlockSystem::SolveColumn(std::uint32_t column, std::vector<double>& x) const {
   x.assign(fSize, 0.0);
+  if (!fArranged) return;
   const Group& own = fGroups[fGroupOf[column]];
   std::vector<double> reduced(fReduced.Unknowns() + kReadBeyond);
   Working working;

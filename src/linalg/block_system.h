@@ -75,7 +75,7 @@ class BlockSystem final : public NormalSystem {
   [[nodiscard]] std::span<const double> Solution() const override { return fSolution; }
   [[nodiscard]] std::span<const double> DiagonalCofactors() override { return fDiagonal; }
   void InvertCofactors() override;
-  // Any element; one beside the blocks costs a solution.
+  // Any element; one beside the blocks costs a solution. 0 while no blocks are laid out.
   [[nodiscard]] double Cofactor(std::uint32_t row, std::uint32_t column) const override;
   [[nodiscard]] double CofactorForm(const DesignRow& row) const override;
   void CofactorForms(std::span<DesignRow> rows, double* forms) const override;

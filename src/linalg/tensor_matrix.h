@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -31,9 +32,11 @@ class Matrix {
   void Detach();
 
   [[nodiscard]] double& At(std::uint32_t row, std::uint32_t column) noexcept {
+    assert(row < fRows && column < fCols);
     return fData[Offset(row, column)];
   }
   [[nodiscard]] double At(std::uint32_t row, std::uint32_t column) const noexcept {
+    assert(row < fRows && column < fCols);
     return fData[Offset(row, column)];
   }
 

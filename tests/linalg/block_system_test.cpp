@@ -685,6 +685,7 @@ TEST(BlockSystem, ManyRowsAtOnceAreAsGoodAsOneByOne) {
   observe(0, 6, 3);
   observe(3, 9, 3);
   observe(0, 9, 1);
+  observe(0, 6, 1);  // other columns than the row before, in the same piece
   BlockSystem together;
   BlockSystem single;
   const SystemLayout layout{{0, 3, 6, 9, kUnknowns}, 2};
@@ -715,6 +716,19 @@ TEST(BlockSystem, ManyRowsAtOnceAreAsGoodAsOneByOne) {
     for (std::size_t r = 0; r < rows.size(); ++r)
       EXPECT_NEAR(forms[r], single.CofactorForm(rows[r]), 1e-13) << r;
   }
+}
+
+TEST(BlockSystem, CofactorsOfASystemWithoutBlocksAreZero) {
+  BlockSystem system;
+  system.SetLayout({{0, 3, 6, 9}, 2});
+  system.Reset(9, 0);
+  EXPECT_EQ(system.Cofactor(0, 0), 0.0);
+  EXPECT_EQ(system.Cofactor(7, 1), 0.0);
+  EXPECT_EQ(system.CofactorForm(Row({{0, 1.0}, {8, 1.0}})), 0.0);
+  ostra_bundle::Matrix block;
+  system.CofactorBlock(block, 0, 9, 0, 9);
+  for (std::uint32_t r = 0; r < 9; ++r)
+    for (std::uint32_t c = 0; c < 9; ++c) EXPECT_EQ(block.At(r, c), 0.0);
 }
 
 TEST(BlockSystem, CofactorsAreForgottenWithTheNextAssembly) {
