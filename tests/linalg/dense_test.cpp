@@ -211,6 +211,11 @@ TEST(CMatrixSlice, DeterminantIsTheVolumeWithTheSignOfTheSwaps) {
       std::fabs(DeterminantOf({{1.0, 2.0, 3.0}, {4.0, 5.0, 6.0}, {7.0, 8.0, 10.0}})), 3.0, 1e-12);
 }
 
+TEST(CMatrixSlice, RowsBelowTheSmallestLengthAreSingular) {
+  EXPECT_EQ(DeterminantOf({{1e-15}}), 1e-15);
+  EXPECT_EQ(DeterminantOf({{0.999e-15}}), 0.0);
+}
+
 TEST(CMatrixSlice, SingularMatrixHasDeterminantZeroWithoutFailure) {
   EXPECT_EQ(DeterminantOf({{1.0, 2.0}, {0.0, 0.0}}), 0.0);
   EXPECT_EQ(DeterminantOf({{0.0}}), 0.0);

@@ -44,9 +44,15 @@ TEST(Vectors, NormalizeRefusesLengthZeroOnly) {
 }
 
 TEST(Vectors, ElementwiseSqrtRefusesNegativeElements) {
-  EXPECT_EQ(ElementwiseSqrt({4.0, 9.0, 0.0})[1], 3.0);
-  EXPECT_THROW(static_cast<void>(ElementwiseSqrt({1.0, -1e-300, 0.0})),
-               TensorExceptSquareRootOfNegative);
+  const VektorD<3> roots = ElementwiseSqrt({4.0, 9.0, 0.0});
+  EXPECT_EQ(roots[0], 2.0);
+  EXPECT_EQ(roots[1], 3.0);
+  EXPECT_EQ(roots[2], 0.0);
+  for (std::size_t i = 0; i < 3; ++i) {
+    VektorD<3> v{1.0, 1.0, 1.0};
+    v[i] = -1e-300;
+    EXPECT_THROW(static_cast<void>(ElementwiseSqrt(v)), TensorExceptSquareRootOfNegative) << i;
+  }
 }
 
 TEST(Vectors, AngleBetweenIsExactForSmallAndLargeAngles) {
