@@ -255,10 +255,17 @@ class ThreeUnknownsTest : public testing::Test {
       case 1:
         return Sum(std::pow(10.0, Uniform(-5.0, 0.0)), std::pow(10.0, Uniform(-9.0, 9.0)));
       case 2: {
-        // Two unknowns on one another: determinant (1 - c^2) / (1 + c^2), close to 1e-12.
+        // Two unknowns on one another: determinant (1 - c^2) / (1 + c^2), close to 1e-12. Large
+        // ones: each row's length hangs on one or two elements.
         const double d = 1e-12 * Uniform(0.999, 1.001);
         const double c = std::sqrt((1.0 - d) / (1.0 + d));
-        return {1.0, c, 0.0, c, 1.0, 0.0, 0.0, 0.0, 1.0};
+        const double size = std::pow(10.0, Uniform(0.0, 12.0));
+        const auto first = std::size_t(Uniform(0.0, 2.999));
+        const std::size_t second = (first + 1) % 3;
+        Block block{};
+        for (std::size_t i = 0; i < 9; i += 4) block[i] = size;
+        block[3 * first + second] = block[3 * second + first] = c * size;
+        return block;
       }
       case 3:
         return {1.0, 2.0, 3.0, 2.0, 4.0, 6.0, 3.0, 6.0, Uniform(8.9999, 9.0001)};

@@ -718,6 +718,45 @@ TEST(BlockSystem, ManyRowsAtOnceAreAsGoodAsOneByOne) {
   }
 }
 
+// Rays of one image and one camera are summed up together.
+TEST(BlockSystem, RaysOfOneImageMatchADenseSolutionForCamerasOfAllSizes) {
+  constexpr std::uint32_t kPoints = 25;
+  for (std::uint32_t camera = 1; camera <= 16; ++camera) {
+    Draw draw(54 + camera);
+    constexpr std::uint32_t kImage = 3 * kPoints;
+    constexpr std::uint32_t kCamera = kImage + 6;
+    SystemTape tape;
+    SystemLayout layout;
+    for (std::uint32_t p = 0; p < kPoints; ++p) layout.starts.push_back(3 * p);
+    layout.starts.insert(layout.starts.end(), {kImage, kCamera, kCamera + camera});
+    layout.leading = kPoints;
+    tape.SetLayout(layout);
+    tape.Reset(kCamera + camera, 0);
+    const auto observe = [&](std::uint32_t components, auto push) {
+      DesignRow rows[3];
+      double weights[3];
+      double misclosures[3];
+      for (std::uint32_t r = 0; r < components; ++r) {
+        push(rows[r]);
+        weights[r] = 1.5 + draw.Uniform();
+        misclosures[r] = draw.Uniform();
+      }
+      tape.AddEquations({rows, components}, weights, misclosures);
+    };
+    for (std::uint32_t p = 0; p < kPoints; ++p) {
+      observe(3, [&](DesignRow& row) {
+        for (std::uint32_t i = 0; i < 3; ++i) row.push(3 * p + i, draw.Uniform());
+        for (std::uint32_t i = 0; i < 6; ++i) row.push(kImage + i, draw.Uniform());
+        for (std::uint32_t i = 0; i < camera; ++i) row.push(kCamera + i, draw.Uniform());
+      });
+      observe(2, [&](DesignRow& row) {
+        for (std::uint32_t i = 0; i < 3; ++i) row.push(3 * p + i, draw.Uniform());
+      });
+    }
+    ASSERT_NO_FATAL_FAILURE(ExpectDense(tape)) << "a camera of " << camera;
+  }
+}
+
 TEST(BlockSystem, CofactorsOfASystemWithoutBlocksAreZero) {
   BlockSystem system;
   system.SetLayout({{0, 3, 6, 9}, 2});

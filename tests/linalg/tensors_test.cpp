@@ -273,6 +273,13 @@ TEST(MatrixTaged, AppendedColumnsStandSideBySideWithTheirTags) {
   EXPECT_EQ(joined.GetColumnTag(3), 200);
   EXPECT_EQ(joined.GetRowTag(0), -1);
   EXPECT_EQ(Read(joined.GetMatrix(), 1, 4), 11.0);
+  MatrixTaged flat;
+  flat.Assign(Numbered(1, 2));
+  joined.AppendColumns(a, flat);
+  EXPECT_EQ(Read(joined.GetMatrix(), 0, 4), Read(flat.GetMatrix(), 0, 1));
+  // Rows that the second one does not have are zero there.
+  EXPECT_EQ(Read(joined.GetMatrix(), 1, 3), 0.0);
+  EXPECT_EQ(Read(joined.GetMatrix(), 1, 4), 0.0);
   MatrixTaged tall;
   tall.Assign(Numbered(3, 1));
   EXPECT_THROW(joined.AppendColumns(a, tall), TensorExceptDimension);
