@@ -260,6 +260,11 @@ class ThreeUnknownsTest : public testing::Test {
         const double d = 1e-12 * Uniform(0.999, 1.001);
         const double c = std::sqrt((1.0 - d) / (1.0 + d));
         const double size = std::pow(10.0, Uniform(0.0, 12.0));
+        // The second row has nothing but an element beside the diagonal: determinant x / sqrt(2).
+        if (Uniform(0.0, 1.0) < 0.4) {
+          const double x = std::sqrt(2.0) * d;
+          return {x * size, 0.0, size, 0.0, 0.0, size, size, size, 0.0};
+        }
         const auto first = std::size_t(Uniform(0.0, 2.999));
         const std::size_t second = (first + 1) % 3;
         Block block{};
