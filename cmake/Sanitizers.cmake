@@ -6,6 +6,7 @@ if(CARDO_BUNDLE_SANITIZE)
   add_link_options(-fsanitize=${CARDO_BUNDLE_SANITIZE})
 endif()
 if(CARDO_BUNDLE_COVERAGE)
-  add_compile_options(--coverage)
+  # Tests of threads count at once.
+  add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
 endif()
