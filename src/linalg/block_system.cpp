@@ -374,8 +374,9 @@ void BlockSystem::GatherInto(const Group& group,
   SubtractCombined(BlocksOf(group), working.v.data(), scaled, reduced.data());
 }
 
-// x_i = P^-1 n_i - U x_r = L^-T D^-1 L^-1 n_i - U x_r, or, by V, L^-T (D^-1 L^-1 n_i - D^-1/2 V
-// x_r): without a root where nothing is coupled, so that a group that stands alone has its exact
+// By U: x_i = P^-1 n_i - U x_r with P^-1 = L^-T D^-1 L^-1.
+// By V: x_i = L^-T (D^-1 L^-1 n_i - D^-1/2 V x_r).
+// Both are without a root where nothing is coupled, so that a group that stands alone has its exact
 // solution.
 template <BlockSystem::Scaling kScaling>
 void BlockSystem::SolveLeading(const Group& group,
