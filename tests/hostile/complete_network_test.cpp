@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
+#include <iostream>
 #include <sstream>
 #include <string_view>
 #include <unistd.h>
@@ -385,13 +387,53 @@ void Job::Feed(const Records& records) {
       << settings;
 }
 
+namespace {
+
+// Tells at the end of the program what the worst of all bad networks cost. Nothing is judged by
+// time: what bounds it is counted, iterations by their limit and repeated passes by the groups that
+// they take out.
+class WorstRun : public ::testing::Environment {
+ public:
+  void Note(std::chrono::duration<double> time, const Outcome& run) {
+    ++fRuns;
+    fMostPasses = std::max(fMostPasses, run.iterations + run.disabled);
+    if (time <= fLongest) return;
+    fLongest = time;
+    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    fWhere = std::string(test->test_suite_name()) + '.' + test->name() + ", " +
+             std::to_string(run.iterations) + " iterations";
+  }
+  void TearDown() override {
+    if (fRuns == 0) return;
+    std::cout << fRuns << " runs of bad networks, at most " << fMostPasses
+              << " passes in one; the longest took " << fLongest.count() * 1e3 << " ms (" << fWhere
+              << ")\n";
+  }
+
+ private:
+  int fRuns = 0;
+  int fMostPasses = 0;
+  std::chrono::duration<double> fLongest{0.0};
+  std::string fWhere;
+};
+
+WorstRun* const theWorstRun = [] {
+  auto* run = new WorstRun;  // the framework deletes it
+  ::testing::AddGlobalTestEnvironment(run);
+  return run;
+}();
+
+}  // namespace
+
 Outcome Job::Calc(unsigned iterationLimit) {
   Outcome run;
   Observer observer{&run, iterationLimit};
   EXPECT_EQ(XYZ_SetParam(fJob, eXYZ_ParamMaxIterations, static_cast<int>(iterationLimit)), 0);
   EXPECT_EQ(XYZ_SetProgressCallback(fJob, OnProgress, &observer), 0);
   EXPECT_EQ(XYZ_SetProtocolCallback(fJob, OnText, &observer), 0);
+  const auto start = std::chrono::steady_clock::now();
   run.status = XYZ_CalcBundle(fJob);
+  theWorstRun->Note(std::chrono::steady_clock::now() - start, run);
   EXPECT_EQ(XYZ_SetProgressCallback(fJob, nullptr, nullptr), 0);
   EXPECT_EQ(XYZ_SetProtocolCallback(fJob, nullptr, nullptr), 0);
   EXPECT_TRUE(IsOneOf(run.status, {0, 8, 20, 21, 23})) << run.status;
