@@ -94,40 +94,17 @@ TEST(AdjustmentOnTheEnvelope, GivesTheResultsOfTheBlocks) {
 }
 
 // Wants to know how far its rows will reach, and keeps what it is told.
-class Reserving final : public NormalSystem {
+class Reserving final : public SystemTape {
  public:
   std::vector<std::uint32_t> firsts;
 
-  void Reset(std::uint32_t unknowns, std::uint32_t /*multipliers*/) override {
+  void Reset(std::uint32_t unknowns, std::uint32_t multipliers) override {
+    SystemTape::Reset(unknowns, multipliers);
     firsts.assign(unknowns, 99);
   }
-  [[nodiscard]] std::uint32_t Unknowns() const override {
-    return static_cast<std::uint32_t>(firsts.size());
-  }
-  [[nodiscard]] std::uint32_t Size() const override { return Unknowns(); }
   [[nodiscard]] bool TakesReservations() const override { return true; }
   void ReserveRow(std::uint32_t row, std::uint32_t first) override { firsts.at(row) = first; }
-  void AddEquation(const DesignRow& /*row*/, double /*weight*/, double /*value*/) override {}
-  void WidenRow(std::uint32_t /*row*/, std::uint32_t /*first*/) override {}
-  void StoreElement(std::uint32_t /*row*/, std::uint32_t /*column*/, double /*value*/) override {}
-  void SetRhs(std::uint32_t /*row*/, double /*value*/) override {}
-  [[nodiscard]] double Element(std::uint32_t /*row*/, std::uint32_t /*column*/) const override {
-    return 0.0;
-  }
   void FactorizeAndSolve(bool /*pivotSearch*/) override {}
-  [[nodiscard]] std::span<const double> Rhs() const override { return {}; }
-  [[nodiscard]] std::span<const double> Solution() const override { return {}; }
-  [[nodiscard]] std::span<const double> DiagonalCofactors() override { return {}; }
-  void InvertCofactors() override {}
-  [[nodiscard]] double Cofactor(std::uint32_t /*row*/, std::uint32_t /*column*/) const override {
-    return 0.0;
-  }
-  [[nodiscard]] double CofactorForm(const DesignRow& /*row*/) const override { return 0.0; }
-  void CofactorBlock(ostra_bundle::Matrix& /*target*/,
-                     std::uint32_t /*firstRow*/,
-                     std::uint32_t /*rows*/,
-                     std::uint32_t /*firstColumn*/,
-                     std::uint32_t /*columns*/) const override {}
 };
 
 TEST(Reservations, ReachToTheFirstGroupOfAnObservationInUse) {

@@ -6,6 +6,7 @@
 #include "golden/networks.h"
 #include "reference/network_builder.h"
 #include "support/comma_locale.h"
+#include "support/job.h"
 
 #include <alloca.h>
 #include <clocale>
@@ -120,10 +121,7 @@ TEST_P(SameBytes, AnotherThreadChangesNothing) {
 
 // A job that is filled while others exist, runs after others have run and died.
 TEST_P(SameBytes, JobsThatLiveAtTheSameTimeChangeNothing) {
-  struct Destroy {
-    void operator()(void* job) const { XYZ_DestroyJob(job); }
-  };
-  std::vector<std::unique_ptr<void, Destroy>> jobs;
+  std::vector<vermo::test::Job> jobs;
   for (int i = 0; i < 3; ++i) {
     jobs.emplace_back(XYZ_CreateJob("determinism.htm"));
     for (const auto& step : GetParam().steps) step(jobs.back().get());

@@ -3,9 +3,9 @@
 #include "golden/networks.h"
 #include "golden/scene.h"
 #include "reference/network_builder.h"
+#include "support/network_records.h"
 
 #include <array>
-#include <memory>
 #include <stdexcept>
 
 namespace determinism {
@@ -133,10 +133,6 @@ void Collect(void* /*job*/, char* text, void* userData) {
   *static_cast<std::string*>(userData) += text;
 }
 
-struct Destroy {
-  void operator()(void* job) const { XYZ_DestroyJob(job); }
-};
-
 }  // namespace
 
 std::span<const Sample> Samples() {
@@ -147,16 +143,9 @@ std::span<const Sample> Samples() {
 
 Steps StepsOf(const Network& network) {
   Steps steps;
-  Append(steps, network.cameras, XYZ_SetInteriorOrientation);
-  Append(steps, network.images, XYZ_SetExteriorOrientation2);
-  Append(steps, network.points, XYZ_SetObjectCoord);
-  Append(steps, network.projections, XYZ_SetProjection);
-  Append(steps, network.pairs, XYZ_SetRelativeOrientation);
-  Append(steps, network.imagePoints, XYZ_SetPictureCoord);
-  Append(steps, network.measured, XYZ_SetMeasuredObjectCoord);
-  Append(steps, network.distances, XYZ_SetDistance);
-  const int datum = (network.datumTranslation ? 0x700 : 0) | (network.datumRotation ? 0x3800 : 0) |
-                    (network.datumScale ? 0x4000 : 0);
+  vermo::test::HandOver(network,
+                        [&](const auto& records, auto set) { Append(steps, records, set); });
+  const int datum = vermo::test::DatumOf(network);
   const double s0 = network.s0Apriori;
   // Converged to rounding: what is left between two runs is rounding too.
   steps.push_back([=](void* job) {
@@ -170,7 +159,7 @@ Steps StepsOf(const Network& network) {
 }
 
 Outcome RunSteps(const Steps& steps, const std::string& protocolFile) {
-  const std::unique_ptr<void, Destroy> job(XYZ_CreateJob(protocolFile.c_str()));
+  const golden::Job job(XYZ_CreateJob(protocolFile.c_str()));
   Outcome run;
   XYZ_SetProtocolCallback(job.get(), Collect, &run.protocol);
   for (const auto& step : steps) step(job.get());

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "support/job.h"
 #include "xyz_api.h"
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 namespace golden {
@@ -12,10 +12,7 @@ namespace golden {
 using Vector = std::array<double, 3>;
 using Matrix = std::array<double, 9>;  // by rows
 
-struct DestroyJob {
-  void operator()(void* job) const { XYZ_DestroyJob(job); }
-};
-using Job = std::unique_ptr<void, DestroyJob>;
+using vermo::test::Job;
 
 // Numbers that are the same on every machine: no library of random numbers stands behind them.
 class Noise {

@@ -2,11 +2,13 @@
 
 #include "monte_carlo/scene.h"
 
+#include "support/job.h"
+#include "support/network_records.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <memory>
 #include <numbers>
 #include <utility>
 
@@ -172,10 +174,7 @@ void MeasureTruth(Network& network) {
 
 // --- A run ---
 
-struct DestroyJob {
-  void operator()(void* job) const { XYZ_DestroyJob(job); }
-};
-using Job = std::unique_ptr<void, DestroyJob>;
+using vermo::test::Job;
 
 template <typename Record>
 void SetAll(void* job, const std::vector<Record>& records, int (*set)(void*, const Record*)) {
@@ -199,23 +198,14 @@ Job MakeJob(const Scene& scene) {
   XYZ_SetParam(handle, eXYZ_ParamConvergenceLimit, 1e-4);
   // The scenes without noise are to be adjusted, too.
   XYZ_SetParam(handle, eXYZ_ParamS0Floor, 1e-12);
-  XYZ_SetParam(handle,
-               eXYZ_ParamDatum,
-               (network.datumTranslation ? 0x700 : 0) | (network.datumRotation ? 0x3800 : 0) |
-                   (network.datumScale ? 0x4000 : 0));
-  SetAll(handle, network.cameras, XYZ_SetInteriorOrientation);
-  SetAll(handle, network.images, XYZ_SetExteriorOrientation2);
-  SetAll(handle, network.points, XYZ_SetObjectCoord);
-  SetAll(handle, network.projections, XYZ_SetProjection);
-  SetAll(handle, network.pairs, XYZ_SetRelativeOrientation);
+  XYZ_SetParam(handle, eXYZ_ParamDatum, vermo::test::DatumOf(network));
+  vermo::test::HandOver(network,
+                        [&](const auto& records, auto set) { SetAll(handle, records, set); });
   for (sXYZ_Line line : scene.lines) {
     for (std::size_t k = 0; k < 3; ++k) line.P2[k] += line.P1[k];
     EXPECT_EQ(XYZ_SetLine(handle, &line), 0);
   }
   SetAll(handle, scene.planes, XYZ_SetPlane);
-  SetAll(handle, network.imagePoints, XYZ_SetPictureCoord);
-  SetAll(handle, network.measured, XYZ_SetMeasuredObjectCoord);
-  SetAll(handle, network.distances, XYZ_SetDistance);
   SetAll(handle, scene.lineCoords, XYZ_SetPictureLineCoord);
   SetAll(handle, scene.pointsOnLines, XYZ_SetConstraintPointOnLine);
   SetAll(handle, scene.pointsOnPlanes, XYZ_SetConstraintPointOnPlane);

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "reference/dense_adjustment.h"
+#include "support/job.h"
 #include "xyz_api.h"
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,10 +20,7 @@ struct LibraryRun {
   reference::Network adjusted;
 };
 
-struct DestroyJob {
-  void operator()(void* job) const { XYZ_DestroyJob(job); }
-};
-using Job = std::unique_ptr<void, DestroyJob>;
+using vermo::test::Job;
 
 // A job without an outlier test and with a convergence limit near rounding.
 Job MakeJob(const reference::Network& network, double convergenceLimit);

@@ -1,5 +1,7 @@
 #include "networks/library_run.h"
 
+#include "support/network_records.h"
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -30,18 +32,9 @@ Job MakeJob(const reference::Network& network, double convergenceLimit) {
   XYZ_SetParam(handle, eXYZ_ParamS0Apriori, network.s0Apriori);
   XYZ_SetParam(handle, eXYZ_ParamConvergenceLimit, convergenceLimit);
   XYZ_SetParam(handle, eXYZ_ParamProgressWindow, 100);
-  XYZ_SetParam(handle,
-               eXYZ_ParamDatum,
-               (network.datumTranslation ? 0x700 : 0) | (network.datumRotation ? 0x3800 : 0) |
-                   (network.datumScale ? 0x4000 : 0));
-  SetAll(handle, network.cameras, XYZ_SetInteriorOrientation);
-  SetAll(handle, network.images, XYZ_SetExteriorOrientation2);
-  SetAll(handle, network.points, XYZ_SetObjectCoord);
-  SetAll(handle, network.projections, XYZ_SetProjection);
-  SetAll(handle, network.pairs, XYZ_SetRelativeOrientation);
-  SetAll(handle, network.imagePoints, XYZ_SetPictureCoord);
-  SetAll(handle, network.measured, XYZ_SetMeasuredObjectCoord);
-  SetAll(handle, network.distances, XYZ_SetDistance);
+  XYZ_SetParam(handle, eXYZ_ParamDatum, vermo::test::DatumOf(network));
+  vermo::test::HandOver(network,
+                        [&](const auto& records, auto set) { SetAll(handle, records, set); });
   return job;
 }
 

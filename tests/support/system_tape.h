@@ -12,7 +12,7 @@
 namespace vermo::test {
 
 // Keeps all that an adjustment hands to its engine, so that several engines get the same system.
-class SystemTape final : public NormalSystem {
+class SystemTape : public NormalSystem {
  public:
   struct Observation {
     std::vector<DesignRow> rows;

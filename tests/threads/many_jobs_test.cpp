@@ -5,10 +5,10 @@
 #include "golden/golden_run.h"
 #include "golden/networks.h"
 #include "golden/scene.h"
+#include "support/job.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -19,14 +19,10 @@ namespace {
 using determinism::Figures;
 using determinism::Sample;
 using determinism::Steps;
+using vermo::test::Job;
 
 constexpr int kThreads = 8;
 constexpr int kJobsPerThread = 6;
-
-struct DestroyJob {
-  void operator()(void* job) const { XYZ_DestroyJob(job); }
-};
-using Job = std::unique_ptr<void, DestroyJob>;
 
 // A network, and the iteration in which its progress function cancels; 0 never.
 struct Task {
