@@ -27,9 +27,10 @@ void DataLinie::ApplySolution(std::span<const double> solution) {
       ostra_bundle::Add(fPoint, ostra_bundle::MultiplyTransposed(fLocalFrame, {t[0], t[1], 0.0}));
   const ostra_bundle::Rotation3 tilted = ostra_bundle::Multiply(
       ostra_bundle::RotationFromQuaternion(t[2], t[3], 0.0, 1.0), fLocalFrame);
-  const Vector second =
-      ostra_bundle::Add(first, ostra_bundle::MultiplyTransposed(tilted, {0.0, 0.0, 1.0}));
-  SetPoints(first, second);
+  const Vector direction = ostra_bundle::MultiplyTransposed(tilted, {0.0, 0.0, 1.0});
+  SetPoints(first, ostra_bundle::Add(first, direction));
+  // Far from the origin the difference of the points has lost digits of the direction.
+  fDirection = ostra_bundle::Normalized(direction);
   PrepareDerivatives();
 }
 

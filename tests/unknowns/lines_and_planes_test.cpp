@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -167,6 +168,40 @@ TEST(DataLinie, DirectionStaysAUnitVectorAndThirdRowOfTheFrame) {
   EXPECT_NEAR(ostra_bundle::Length(line.Direction()), 1.0, 1e-15);
   for (unsigned i = 0; i < 3; ++i)
     EXPECT_NEAR(line.LocalFrame()[6 + i], line.Direction()[i], 1e-15);
+}
+
+// The second point of a step is the first one plus the direction. The coordinates keep 1e-9 of it.
+TEST(DataLinie, DirectionKeepsItsDigitsFarFromTheOrigin) {
+  const std::vector<double> step = {0.1, -0.2, 0.003, 0.004};
+  DataLinie near;
+  DataLinie far;
+  near.SetPoints({0.0, 0.0, 0.0}, {3.0, 1.0, 0.5});
+  far.SetPoints({5e6, -5e6, 5e6}, {5e6 + 3.0, -5e6 + 1.0, 5e6 + 0.5});
+  for (DataLinie* line : {&near, &far}) {
+    line->SetActive(true);
+    line->SetVariable(true);
+    line->SetFirstUnknown(0);
+    line->PrepareDerivatives();
+    line->ApplySolution(step);
+  }
+  for (unsigned i = 0; i < 3; ++i) {
+    EXPECT_NEAR(far.Direction()[i], near.Direction()[i], 1e-15) << i;
+    EXPECT_NEAR(far.Point()[i] - (i == 1 ? -5e6 : 5e6), near.Point()[i], 1e-9) << i;
+  }
+}
+
+TEST(DataLinie, StepsThatAreNoNumbersFailWithTheCodeOfAShortDirection) {
+  for (const std::size_t which : {0U, 3U}) {
+    DataLinie line = MakeLine();
+    std::vector<double> step(4, 0.0);
+    step[which] = std::numeric_limits<double>::quiet_NaN();
+    try {
+      line.ApplySolution(step);
+      ADD_FAILURE() << which;
+    } catch (const KlException& failure) {
+      EXPECT_EQ(failure.GetCode(), -42001);
+    }
+  }
 }
 
 TEST(DataLinie, ShiftsMoveAcrossTheLineAndTiltsTurnByTwiceTheirValue) {
