@@ -144,7 +144,8 @@ enum eXYZ_Parameter : int {
   eXYZ_ParamPivotSearch = 21
 };
 
-// Selectors of XYZ_GetResult. Before a run all read 0.
+// Selectors of XYZ_GetResult. Before a run all read 0 but the counts of active cameras, images and
+// points, which are taken when they are asked for.
 enum eXYZ_Result : int {
   eXYZ_ResultS0 = 0,                // double: a-posteriori S0
   eXYZ_ResultBlunderTestValue = 1,  // double: critical value of the last outlier test
