@@ -16,8 +16,10 @@
 #include "run.h"
 #include "summary.h"
 #include "table_registry.h"
+#include "text_encoding.h"
 #include "timing.h"
 
+#include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <fmt/format.h>
@@ -91,6 +93,12 @@ void TellLineCoordinatesWithoutResults(void* job, const Console& console) {
              lines);
 }
 
+bool HasNumbers(void* job) {
+  double s0 = 0.0;
+  XYZ_GetResult(job, eXYZ_ResultS0, &s0);
+  return std::isfinite(s0);
+}
+
 int RunAndWrite(const AdjustOptions& options,
                 const JobFile& file,
                 const JobTables& tables,
@@ -112,7 +120,8 @@ int RunAndWrite(const AdjustOptions& options,
   const RunOutcome outcome = Run(job, console, console.isTerminal && !options.quiet, timing);
   // Also a run that ended on its own while the user wanted it to.
   Poll(console);
-  if (outcome.status != eXYZ_Ok) {
+  // Figures that are no numbers pass every limit of a run; as results they are worth nothing.
+  if (outcome.status != eXYZ_Ok || !HasNumbers(job)) {
     fmt::print(console.err, "cardo-bundle: {}", DescribeFailure(outcome, survey, file));
     const GroupIds lost = Without(before.groups, ActiveGroups(job));
     if (CountOf(lost) != 0)
@@ -123,7 +132,7 @@ int RunAndWrite(const AdjustOptions& options,
     results.Commit();
     fmt::print(console.err,
                "Protocol of the failed run: {}\n",
-               place.protocol.value_or(place.folder / kFailedProtocolName).string());
+               Printable(place.protocol.value_or(place.folder / kFailedProtocolName).string()));
     return kExitRunFailed;
   }
 
@@ -142,7 +151,7 @@ int RunAndWrite(const AdjustOptions& options,
   timing.writing = writing.Seconds();
   if (!options.quiet) {
     fmt::print(console.out, "{}{}", console.isTerminal ? "\n" : "", SummaryText(summary));
-    fmt::print(console.out, "\nResults: {}\n", place.folder.string());
+    fmt::print(console.out, "\nResults: {}\n", Printable(place.folder.string()));
   }
   return kExitOk;
 }

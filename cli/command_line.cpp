@@ -3,12 +3,14 @@
 #include "adjust_command.h"
 #include "check_command.h"
 #include "exit_status.h"
+#include "text_encoding.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <fmt/format.h>
 #include <fmt/ostream.h>
 #include <new>
+#include <sstream>
 #include <string>
 #include <vector>
 #include <xyz_api.h>
@@ -62,7 +64,12 @@ int Execute(int argc, const char* const* argv, const Console& console) {
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    const int code = program.exit(error, console.out, console.err);
+    // Help goes out as it is; a mistake quotes what was typed.
+    std::ostringstream mistake;
+    const int code = program.exit(error, console.out, mistake);
+    std::istringstream lines(mistake.str());
+    for (std::string line; std::getline(lines, line);)
+      fmt::print(console.err, "{}\n", Printable(line));
     return code == 0 ? kExitOk : kExitBadInput;
   }
   if (adjust->parsed()) return Adjust(adjustOptions, console);
@@ -80,7 +87,7 @@ int RunCommandLine(int argc, const char* const* argv, const Console& console) {
   } catch (const std::bad_alloc&) {
     fmt::print(console.err, "cardo-bundle: not enough memory for this job\n");
   } catch (const std::exception& error) {
-    fmt::print(console.err, "cardo-bundle: {}\n", error.what());
+    fmt::print(console.err, "cardo-bundle: {}\n", Printable(error.what()));
   }
   return kExitRunFailed;
 }

@@ -2,6 +2,7 @@
 
 #include "text_encoding.h"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <utility>
 
@@ -13,9 +14,10 @@ constexpr std::size_t kLongestQuote = 60;
 }  // namespace
 
 std::string ToString(const Place& place) {
-  if (place.line == 0) return place.file;
-  if (place.column == 0) return fmt::format("{}:{}", place.file, place.line);
-  return fmt::format("{}:{}:{}", place.file, place.line, place.column);
+  const std::string file = Printable(place.file);
+  if (place.line == 0) return file;
+  if (place.column == 0) return fmt::format("{}:{}", file, place.line);
+  return fmt::format("{}:{}:{}", file, place.line, place.column);
 }
 
 std::string ToString(const Diagnostic& diagnostic) {
@@ -41,16 +43,10 @@ std::string Quoted(std::string_view text) {
   std::size_t shown = 0;
   while (!text.empty()) {
     if (shown == kLongestQuote) return quoted + "...\"";
-    const std::size_t length = Utf8CharacterLength(text);
-    const auto first = static_cast<unsigned char>(text.front());
-    if (length == 0 || first < 0x20 || first == 0x7F) {
-      quoted += fmt::format("\\x{:02X}", first);
-      text.remove_prefix(1);
-    } else {
-      if (first == '"' || first == '\\') quoted += '\\';
-      quoted += text.substr(0, length);
-      text.remove_prefix(length);
-    }
+    const std::size_t length = std::max<std::size_t>(Utf8CharacterLength(text), 1);
+    if (text.front() == '"' || text.front() == '\\') quoted += '\\';
+    quoted += Printable(text.substr(0, length));
+    text.remove_prefix(length);
     ++shown;
   }
   return quoted + '"';

@@ -16,7 +16,8 @@ struct Place {
   std::size_t column = 0;
 };
 
-// "points.csv:12:4", without the parts that are unknown.
+// "points.csv:12:4", without the parts that are unknown, on one line whatever the file's name
+// holds.
 [[nodiscard]] std::string ToString(const Place& place);
 
 struct Diagnostic {

@@ -50,7 +50,9 @@ std::string_view AdviceForCode(int code) {
       return "An object point lies in the plane of a projection centre, so it has no image. Check "
              "the approximate values of points and images.";
     case -9999:
-      return "The run ended unexpectedly, perhaps for lack of memory.";
+      return "The run ended unexpectedly. Look for values that are far too large or too small (a "
+             "division "
+             "by zero); the memory may have run out, too.";
     default:
       return "The protocol shows how far the run came.";
   }
@@ -161,6 +163,10 @@ std::string DescribeSuspects(const NetworkSurvey& survey, const JobFile& job) {
 std::string DescribeFailure(const RunOutcome& outcome,
                             const NetworkSurvey& survey,
                             const JobFile& job) {
+  if (outcome.status == eXYZ_Ok) {
+    return "the run failed: S0 is not a number, so no result is one\n"
+           "Look for values that are far too large, in the approximate values first.\n";
+  }
   std::string text =
       fmt::format("the run failed: {} (status {})", StatusName(outcome.status), outcome.status);
   if (outcome.failure) {

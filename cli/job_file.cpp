@@ -32,6 +32,22 @@ namespace cardo {
 namespace {
 
 constexpr std::size_t kLargestFile = std::size_t{1} << 20U;
+// The parser calls itself for every part of a dotted key.
+constexpr std::size_t kLongestLine = std::size_t{1} << 14U;
+
+bool HasShortLines(std::string_view text, Diagnostics& diagnostics) {
+  for (std::size_t lineNumber = 1; !text.empty(); ++lineNumber) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    if (end > kLongestLine) {
+      diagnostics.Add(
+          {JobFile::kName, lineNumber},
+          fmt::format("expected at most {} bytes in a line, found {}", kLongestLine, end));
+      return false;
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return true;
+}
 
 struct DisplayKey {
   const char* name;
@@ -119,19 +135,6 @@ bool IsUtf8(std::string_view text, Diagnostics& diagnostics) {
   return false;
 }
 
-// What the parser saw may be the end of a line.
-std::string OnOneLine(std::string_view message) {
-  std::string line;
-  for (const char c : message) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F)
-      line += fmt::format("\\x{:02X}", byte);
-    else
-      line += c;
-  }
-  return line;
-}
-
 // The words of a string or of an array of strings.
 std::optional<std::vector<std::string>> WordsOf(const toml::node& node) {
   if (const auto* string = node.as_string()) return std::vector<std::string>{string->get()};
@@ -197,12 +200,12 @@ std::vector<std::string> JobFileKeys() {
 JobFile ReadJobFile(const std::filesystem::path& path, Diagnostics& diagnostics) {
   JobFile job;
   const auto text = ReadText(path, diagnostics);
-  if (!text || !IsUtf8(*text, diagnostics)) return job;
+  if (!text || !IsUtf8(*text, diagnostics) || !HasShortLines(*text, diagnostics)) return job;
   try {
     const toml::table table = toml::parse(*text);
     for (const auto& [key, node] : table) ReadKey(key, node, job, diagnostics);
   } catch (const toml::parse_error& error) {
-    diagnostics.Add(PlaceOf(error.source()), OnOneLine(error.description()));
+    diagnostics.Add(PlaceOf(error.source()), Printable(error.description()));
   }
   return job;
 }
@@ -223,9 +226,10 @@ void ApplySetting(const std::string& setting, JobFile& job, Diagnostics& diagnos
   if (FindNoText(text)) {
     // No key has control characters, but tabs and line ends pass as text.
     const bool isPlain = std::ranges::none_of(name, [](unsigned char c) { return c < 0x20; });
-    diagnostics.Add(
-        place,
-        fmt::format("{} must be UTF-8, found {}", isPlain ? name : Quoted(name), Quoted(text)));
+    diagnostics.Add(place,
+                    fmt::format("{} must be UTF-8 without control characters, found {}",
+                                isPlain ? name : Quoted(name),
+                                Quoted(text)));
     return;
   }
   for (const DisplayKey& display : kDisplayKeys) {

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <xyz_api.h>
 
@@ -24,6 +25,15 @@ std::vector<std::string> FileNames(const std::vector<std::unique_ptr<Table>>& ta
   return names;
 }
 
+// In any spelling: POINTS.CSV is a table, too, under a name that nothing reads.
+bool IsTableName(std::string_view name) {
+  constexpr std::string_view kEnding = ".csv";
+  return name.size() >= kEnding.size() &&
+         std::ranges::equal(name.substr(name.size() - kEnding.size()), kEnding, [](char a, char b) {
+           return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b);
+         });
+}
+
 // A table under a name that nothing reads would be left out in silence.
 void CheckForUnknownTables(const fs::path& folder,
                            const std::vector<std::string>& known,
@@ -33,11 +43,12 @@ void CheckForUnknownTables(const fs::path& folder,
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
     const std::string name = entry->path().filename().string();
-    if (entry->path().extension() != ".csv") continue;
+    if (!IsTableName(name)) continue;
     if (std::find(known.begin(), known.end(), name) == known.end()) unknown.push_back(name);
   }
   if (error) diagnostics.Add({folder.string()}, "cannot be read: " + error.message());
   std::sort(unknown.begin(), unknown.end());
+  if (unknown.size() > Diagnostics::kLimitPerFile) unknown.resize(Diagnostics::kLimitPerFile);
   for (const std::string& name : unknown) {
     diagnostics.Add({name}, "unknown table" + Suggestion(name, known));
   }

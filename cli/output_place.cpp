@@ -14,8 +14,10 @@ namespace fs = std::filesystem;
 // The path without dots and links, as far as it exists.
 fs::path Plain(const fs::path& path) {
   std::error_code error;
-  fs::path plain = fs::weakly_canonical(path, error);
-  if (error) plain = fs::absolute(path, error).lexically_normal();
+  // What does not exist would stay relative.
+  const fs::path absolute = fs::absolute(path, error);
+  fs::path plain = fs::weakly_canonical(absolute, error);
+  if (error) plain = absolute.lexically_normal();
   // "results/" names the folder "results".
   return plain.has_filename() ? plain : plain.parent_path();
 }

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <set>
+#include <sys/file.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -47,6 +48,25 @@ int Synchronise(const fs::path& path) {
   close(file);
   return error;
 }
+
+// Of two programs that write into one folder one waits until the other's files have their names.
+// A file system that knows no locks has none.
+class FolderLock {
+ public:
+  explicit FolderLock(const fs::path& folder)
+      : fFolder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    while (fFolder >= 0 && flock(fFolder, LOCK_EX) != 0 && errno == EINTR) {
+    }
+  }
+  ~FolderLock() {
+    if (fFolder >= 0) close(fFolder);
+  }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+ private:
+  int fFolder;
+};
 
 // Both paths change their files at once; false, and nothing is changed, if that cannot be.
 bool Exchange(const fs::path& a, const fs::path& b) noexcept {
@@ -147,6 +167,7 @@ void ResultFiles::Commit() {
     const int error = Synchronise(entry.temporary);
     if (error != 0) Fail(entry.final, "written", std::generic_category().message(error));
   }
+  const FolderLock lock(fFolder);
   try {
     for (Entry& entry : fEntries) GiveName(entry);
   } catch (...) {

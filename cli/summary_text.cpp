@@ -39,12 +39,13 @@ class SummaryWriter {
 
   // " [mm]" or nothing.
   static std::string InUnit(const std::string& unit) {
-    return unit.empty() ? "" : fmt::format(" [{}]", unit);
+    return unit.empty() ? "" : fmt::format(" [{}]", Printable(unit));
   }
 
   void Title() {
     if (fSummary.title.empty()) return;
-    Print("{}\n{}\n\n", fSummary.title, std::string(CountCharacters(fSummary.title), '='));
+    const std::string title = Printable(fSummary.title);
+    Print("{}\n{}\n\n", title, std::string(CountCharacters(title), '='));
   }
 
   void Numbers() {

@@ -43,7 +43,9 @@ TableHeader::TableHeader(const CsvRow& row,
       fFieldOfColumn(columns.size(), kAbsent),
       fNames(NamesOf(columns)) {
   bool misspelt = false;
+  const std::string file = row.PlaceOf(0).file;
   for (std::size_t field = 0; field < row.Size(); ++field) {
+    if (diagnostics.IsFull(file)) return;
     const auto found = std::find(fNames.begin(), fNames.end(), row[field]);
     if (found == fNames.end()) {
       diagnostics.Add(row.PlaceOf(field), UnknownColumn(row[field], columns));

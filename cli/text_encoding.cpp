@@ -1,7 +1,9 @@
 #include "text_encoding.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <fmt/format.h>
 
 namespace cardo {
 namespace {
@@ -83,6 +85,44 @@ std::string_view ForeignEncoding(std::string_view beginning) noexcept {
     if (textual) return "UTF-16";
   }
   return {};
+}
+
+bool IsUnseen(std::string_view character) noexcept {
+  const unsigned char first = Byte(character.front());
+  if (character.size() == 1) return first < 0x20 || first == 0x7F;
+  if (character.size() == 2) return first == 0xC2 && Byte(character[1]) < 0xA0;
+  if (character.size() > 3) return false;
+  // Line and paragraph separator, marks, embeddings and isolates of the direction, byte order mark.
+  constexpr std::string_view kUnseen[] = {"\xE2\x80\x8E",
+                                          "\xE2\x80\x8F",
+                                          "\xE2\x80\xA8",
+                                          "\xE2\x80\xA9",
+                                          "\xE2\x80\xAA",
+                                          "\xE2\x80\xAB",
+                                          "\xE2\x80\xAC",
+                                          "\xE2\x80\xAD",
+                                          "\xE2\x80\xAE",
+                                          "\xE2\x81\xA6",
+                                          "\xE2\x81\xA7",
+                                          "\xE2\x81\xA8",
+                                          "\xE2\x81\xA9",
+                                          kUtf8Mark};
+  return std::ranges::find(kUnseen, character) != std::end(kUnseen);
+}
+
+std::string Printable(std::string_view text) {
+  std::string printable;
+  while (!text.empty()) {
+    const std::size_t length = Utf8CharacterLength(text);
+    const std::string_view character = text.substr(0, length == 0 ? 1 : length);
+    if (length == 0 || IsUnseen(character)) {
+      for (const char c : character) printable += fmt::format("\\x{:02X}", Byte(c));
+    } else {
+      printable += character;
+    }
+    text.remove_prefix(character.size());
+  }
+  return printable;
 }
 
 std::string Utf8FromLatin1(std::string_view text) {

@@ -24,6 +24,14 @@ namespace cardo {
 
 inline constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
+// Whether the character at the front would do something to a terminal instead of being seen:
+// control characters, line separators, and marks that turn the direction of writing.
+[[nodiscard]] bool IsUnseen(std::string_view character) noexcept;
+
+// The text as it can be shown on one line of a terminal: what is unseen and bytes that are no
+// UTF-8 as \xNN, byte by byte.
+[[nodiscard]] std::string Printable(std::string_view text);
+
 [[nodiscard]] std::string Utf8FromLatin1(std::string_view text);
 
 }  // namespace cardo

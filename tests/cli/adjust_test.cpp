@@ -303,6 +303,37 @@ TEST_F(AdjustTest, S0LimitIsExplained) {
   EXPECT_THAT(result.err, HasSubstr("error -12004 - S0 Zu Gross\nS0 is above s0_limit"));
 }
 
+// S0 that is not a number passes every limit, and the library's run ends with status 0.
+TEST_F(AdjustTest, RunThatEndsWithoutNumbersFailsAndKeepsEarlierResults) {
+  ASSERT_EQ(Adjust().status, kExitOk);
+  const std::string before = fOutput.Read("out/summary.json");
+  std::string cameras = fFolder.Read("cameras.csv");
+  const std::size_t ck = cameras.find(',', cameras.find('\n')) + 1;
+  cameras.replace(ck, cameras.find(',', ck) - ck, "1e308");
+  fFolder.Write("cameras.csv", cameras);
+  const ProgramResult result = Adjust();
+  EXPECT_EQ(result.status, kExitRunFailed);
+  EXPECT_THAT(result.err, HasSubstr("the run failed: S0 is not a number, so no result is one\n"));
+  EXPECT_EQ(fOutput.Read("out/summary.json"), before);
+  EXPECT_TRUE(fOutput.Has("out/protocol-failed.htm"));
+}
+
+TEST_F(AdjustTest, TitleAndUnitsDoNothingToATerminal) {
+  fFolder.Write("job.toml", fFolder.Read("job.toml") + "\n");
+  const ProgramResult plain = Adjust({"--set", "title=T\xC3\xBCr"});
+  EXPECT_THAT(plain.out, StartsWith("T\xC3\xBCr\n===\n"));
+  std::string job = fFolder.Read("job.toml");
+  for (const char* key : {"title", "length_unit"}) {
+    const std::size_t at = job.find(key);
+    if (at != std::string::npos) job.erase(at, job.find('\n', at) + 1 - at);
+  }
+  fFolder.Write("job.toml", "title = \"a\\u001b[2J\"\nlength_unit = \"\\u009bm\\u202e\"\n" + job);
+  const ProgramResult result = Adjust();
+  EXPECT_EQ(result.status, kExitOk) << result.err;
+  EXPECT_THAT(result.out, StartsWith("a\\x1B[2J\n========\n"));
+  EXPECT_THAT(result.out, HasSubstr("[\\xC2\\x9Bm\\xE2\\x80\\xAE]"));
+}
+
 TEST_F(AdjustTest, ResultsThatCannotBeWrittenAreTold) {
   fOutput.Write("file", "");
   const ProgramResult result =
@@ -332,6 +363,9 @@ TEST(CommandLine, RefusesWrongArguments) {
   EXPECT_EQ(RunProgram({"adjust", "a", "--fast"}).status, kExitBadInput);
   EXPECT_EQ(RunProgram({"adjust", "a", "--set"}).status, kExitBadInput);
   EXPECT_EQ(RunProgram({"adjust", "--help"}).status, kExitOk);
+  EXPECT_THAT(RunProgram({"adjust", "a", "--\x1B[31m"}).err, Not(HasSubstr("\x1B")));
+  EXPECT_THAT(RunProgram({"adjust", "a\x1B\nb"}).err,
+              StartsWith("a\\x1B\\x0Ab: does not exist, expected a job folder\n"));
 }
 
 // The built program, as a shell sees it.

@@ -320,6 +320,41 @@ TEST_F(FileSafetyTest, OutputThatCannotBeShownIsTold) {
   EXPECT_EQ(result.err, "cardo-bundle: the standard output cannot be written\n");
 }
 
+TEST_F(FileSafetyTest, ReaderWhoLeavesCostsNoResult) {
+  const std::string output = fOutput.String() + "/out";
+  const ChildResult result = InChild([&](int pipe) {
+    dup2(pipe, STDERR_FILENO);
+    int nobody[2];
+    if (::pipe(nobody) != 0) return -1;
+    dup2(nobody[1], STDOUT_FILENO);
+    close(nobody[0]);
+    close(nobody[1]);
+    execl(CARDO_BUNDLE_PROGRAM,
+          "cardo-bundle",
+          "adjust",
+          fJob.String().c_str(),
+          "--output",
+          output.c_str(),
+          static_cast<char*>(nullptr));
+    return -1;
+  });
+  EXPECT_EQ(result.status, kExitRunFailed);
+  EXPECT_THAT(result.err, HasSubstr("cardo-bundle: the standard output cannot be written\n"));
+  EXPECT_TRUE(fOutput.Has("out/summary.json"));
+  for (const std::string& name : fOutput.Names()) EXPECT_THAT(name, Not(HasSubstr(".part")));
+}
+
+TEST_F(FileSafetyTest, ProtocolMayBeANewFileOfTheCurrentFolder) {
+  const fs::path before = fs::current_path();
+  fs::current_path(fOutput.Path());
+  const test::ProgramResult result = test::RunProgram(Arguments({"--protocol", "new.htm"}));
+  fs::current_path(fJob.Path());
+  ExpectRefused(Arguments({"--protocol", "lines.csv"}), "is an input of the job");
+  fs::current_path(before);
+  EXPECT_EQ(result.status, kExitOk) << result.err;
+  EXPECT_TRUE(fOutput.Has("new.htm"));
+}
+
 // Told before the run, not after it.
 TEST_F(FileSafetyTest, FoldersThatTakeNoFilesAreTold) {
   fs::permissions(fJob.Path(), fs::perms::all);

@@ -242,6 +242,21 @@ TEST_F(JobFileTest, AnEmptyDatumSettingSwitchesItOff) {
   EXPECT_EQ(AsReal(ValueOf(file.parameters, "datum")), 0.0);
 }
 
+// The parser would call itself for each part of such a key.
+TEST_F(JobFileTest, TellsLinesThatAreTooLong) {
+  std::string key = "a";
+  for (int i = 0; i < 300000; ++i) key += ".a";
+  Read("title = \"x\"\n" + key + " = 1\n");
+  EXPECT_THAT(Messages(),
+              ElementsAre("job.toml:2: expected at most 16384 bytes in a line, found 600005"));
+  Read("title = \"" + std::string(16384 - 10, 'x') + "\"\ndamping = 0.5");
+  EXPECT_THAT(Messages(), IsEmpty());
+  // What is let pass is parsed, and is a mistake of another kind.
+  const std::string path = key.substr(0, 16381);
+  Read('[' + path + "]\n" + path + "=1");
+  EXPECT_THAT(Messages(), ElementsAre(StartsWith("job.toml:1:2: unknown key \"a\"")));
+}
+
 TEST_F(JobFileTest, TellsMistakenSettings) {
   JobFile file;
   for (const char* setting : {"s0",
@@ -257,16 +272,17 @@ TEST_F(JobFileTest, TellsMistakenSettings) {
   }
   EXPECT_THAT(
       Messages(),
-      ElementsAre("--set: expected name=value, found \"s0\"",
-                  "--set: unknown key \"s0_apriory\", did you mean \"s0_apriori\"?",
-                  "--set: damping must be a number from 0 to 1, found \"2\"",
-                  "--set: min_rays must be a whole number from 0 to 2147483647, found \"1.5\"",
-                  "--set: hide_projections must be true or false, found \"1\"",
-                  "--set: blunder_test must be one of \"off\", \"redundancy\", "
-                  "\"inner-reliability\", found \"none\"",
-                  "--set: title must be UTF-8, found \"\\xFF\"",
-                  "--set: expected name=value, found \"tit\\x1Ble=\\xFF\"",
-                  "--set: \"tit\\x0Ale\" must be UTF-8, found \"\\xFF\""));
+      ElementsAre(
+          "--set: expected name=value, found \"s0\"",
+          "--set: unknown key \"s0_apriory\", did you mean \"s0_apriori\"?",
+          "--set: damping must be a number from 0 to 1, found \"2\"",
+          "--set: min_rays must be a whole number from 0 to 2147483647, found \"1.5\"",
+          "--set: hide_projections must be true or false, found \"1\"",
+          "--set: blunder_test must be one of \"off\", \"redundancy\", "
+          "\"inner-reliability\", found \"none\"",
+          "--set: title must be UTF-8 without control characters, found \"\\xFF\"",
+          "--set: expected name=value, found \"tit\\x1Ble=\\xFF\"",
+          "--set: \"tit\\x0Ale\" must be UTF-8 without control characters, found \"\\xFF\""));
 }
 
 }  // namespace

@@ -230,6 +230,14 @@ TEST(Tables, TellUnknownDoubleAndMissingColumns) {
               ElementsAre("points.csv:1:10: expected the name of a column, found \"\""));
 }
 
+TEST(Tables, TellAtMostTwentyUnknownColumns) {
+  std::string text = "id,x,y,z";
+  for (int i = 0; i < 100000; ++i) text += ",c";
+  const std::vector<std::string> messages = MessagesOf("points.csv", text + "\n");
+  EXPECT_THAT(messages, SizeIs(20));
+  EXPECT_THAT(messages.back(), HasSubstr("points.csv:1:48: unknown column \"c\""));
+}
+
 TEST(Tables, TellAnEmptyFile) {
   EXPECT_THAT(MessagesOf("points.csv", ""),
               ElementsAre("points.csv: is empty, expected a first line with the column names"));
@@ -310,6 +318,16 @@ TEST(Tables, TellUnknownTables) {
   scene.Write("notes.txt", "");
   EXPECT_THAT(scene.Messages(),
               ElementsAre("distance.csv: unknown table, did you mean \"distances.csv\"?"));
+  // Nothing reads them, whatever the case of the ending.
+  JobScene capitals;
+  capitals.Write("DISTANCES.CSV", "");
+  capitals.Write("x.Csv", "");
+  EXPECT_THAT(capitals.Messages(),
+              ElementsAre("DISTANCES.CSV: unknown table, did you mean \"distances.csv\"?",
+                          HasSubstr("x.Csv: unknown table")));
+  JobScene many;
+  for (int i = 0; i < 30; ++i) many.Write(std::to_string(i) + ".csv", "");
+  EXPECT_THAT(many.Messages(), SizeIs(20));
 }
 
 TEST(Tables, TellMistakesOfImages) {

@@ -95,6 +95,33 @@ TEST(Diagnostics, QuotesAnythingOnOneLine) {
   EXPECT_EQ(Quoted("a\nb\0\xE9\x7F"s), "\"a\\x0Ab\\x00\\xE9\\x7F\"");
   EXPECT_EQ(Quoted("\xC3\xA4"), "\"\xC3\xA4\"");
   EXPECT_EQ(Quoted(std::string(1000, 'x')), '"' + std::string(60, 'x') + "...\"");
+  EXPECT_EQ(ToString(Place{"a\x1B\xFF.csv", 3}), "a\\x1B\\xFF.csv:3");
+}
+
+TEST(TextEncoding, ShowsWhatATerminalWouldObey) {
+  EXPECT_EQ(Printable("a \xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7"),
+            "a \xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\xB7");
+  EXPECT_EQ(Printable("\x1F\x20\x7E\x7F\t"), "\\x1F ~\\x7F\\x09");
+  // U+0080 to U+009F, not U+00A0.
+  EXPECT_EQ(Printable("\xC2\x80\xC2\x9F"), "\\xC2\\x80\\xC2\\x9F");
+  EXPECT_EQ(Printable("\xC2\xA0"), "\xC2\xA0");
+  for (const char* unseen : {"\u200E",
+                             "\u200F",
+                             "\u2028",
+                             "\u2029",
+                             "\u202A",
+                             "\u202B",
+                             "\u202C",
+                             "\u202D",
+                             "\u202E",
+                             "\u2066",
+                             "\u2067",
+                             "\u2068",
+                             "\u2069",
+                             "\uFEFF"})
+    EXPECT_THAT(Printable(unseen), ::testing::StartsWith("\\xE")) << unseen;
+  for (const char* seen : {"\u200D", "\u2010", "\u2027", "\u202F", "\u2065", "\u206A"})
+    EXPECT_EQ(Printable(seen), seen);
 }
 
 TEST(Diagnostics, KeepsTheFirstTwentyOfAFile) {
