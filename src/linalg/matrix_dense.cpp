@@ -38,7 +38,7 @@ void CMatrixSlice::SwapRows(std::uint32_t first, std::uint32_t second) {
 }
 
 double CMatrixSlice::Determinant() const {
-  if (fRows > fCols || fRows < 1 || fCols < 1) throw KlException(failure::kMatrixShape);
+  if (fRows > fCols || fRows < 1) throw KlException(failure::kMatrixShape);
   CMatrix work;
   work.Assign(*this);
   double product = 1.0;
