@@ -1,7 +1,6 @@
 #include "linalg/leading_kernels.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <utility>
 
 namespace vermo {
@@ -814,11 +813,7 @@ const Kernels& KernelsOf(Variant variant) noexcept {
 }
 
 const Kernels& Best() noexcept {
-  static const Kernels& best = []() -> const Kernels& {
-    for (const Variant variant : {Variant::Avx512, Variant::Avx2})
-      if (dense::IsAvailable(variant)) return KernelsOf(variant);
-    return KernelsOf(Variant::Portable);
-  }();
+  static const Kernels& best = KernelsOf(dense::BestVariant());
   return best;
 }
 
