@@ -118,7 +118,7 @@ coverage:
 	cmake --build --preset coverage -j $(JOBS)
 	find build/coverage -name '*.gcda' -delete
 	cd build/coverage/tests && find . -maxdepth 1 -type f -name 'test_*' -perm -u+x | sort | \
-	  xargs -P $(JOBS) -I PROGRAM PROGRAM --gtest_brief=1
+	  xargs -P $(JOBS) -I PROGRAM sh -c 'PROGRAM --gtest_brief=1'
 	gcovr --root . --filter src/ --exclude-throw-branches --exclude-unreachable-branches \
 	  --exclude-directories '$(COVERAGE_LEFT_OUT)' \
 	  --html-details build/coverage/index.html --txt build/coverage/branches.txt --branches \
