@@ -35,10 +35,10 @@ class SettingsChecker {
   void AddMeasuredObjectPoints(Idents idents) { fGemesseneObjektpunkte.merge(idents); }
   void AddExteriorOrientations(Idents idents) { fAeussereOrientierungen.merge(idents); }
 
-  void AddDistance(const std::string& ident) { AddDistances({ident}); }
-  void AddObjectPoint(const std::string& ident) { AddObjectPoints({ident}); }
-  void AddMeasuredObjectPoint(const std::string& ident) { AddMeasuredObjectPoints({ident}); }
-  void AddExteriorOrientation(const std::string& ident) { AddExteriorOrientations({ident}); }
+  void AddDistance(const std::string& ident) { fDistanzen.insert(ident); }
+  void AddObjectPoint(const std::string& ident) { fObjektpunkte.insert(ident); }
+  void AddMeasuredObjectPoint(const std::string& ident) { fGemesseneObjektpunkte.insert(ident); }
+  void AddExteriorOrientation(const std::string& ident) { fAeussereOrientierungen.insert(ident); }
   // The identifying text of a relative orientation is empty, so all of them share one entry and
   // the last one stands.
   void AddRelativeOrientation(const std::string& ident, std::uint32_t baseEorId) {
@@ -52,6 +52,7 @@ class SettingsChecker {
   [[nodiscard]] std::uint32_t ResultCode() const;
 
  private:
+  [[nodiscard]] DatumVerdict Verdict() const;
   // Fixed images that are not merely the base of a relative orientation.
   [[nodiscard]] std::size_t OwnOrientations() const;
 

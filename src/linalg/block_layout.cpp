@@ -186,7 +186,6 @@ void BlockSystem::Couple(std::span<const std::uint32_t> columns) {
 }
 
 void BlockSystem::Demote(std::uint32_t group) {
-  if (!fGroups[group].leads) return;
   fGroups[group].leads = false;
   fComplete = false;
   fArranged = false;

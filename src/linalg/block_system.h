@@ -224,6 +224,7 @@ class BlockSystem final : public NormalSystem {
   // False when blocks of leading groups are singular: these groups trail from now on.
   bool InvertLeading();
   void Eliminate();
+  // A leading group trails from the next assembly on.
   void Demote(std::uint32_t group);
   // Of one leading group: M, V and half of a product with it, both as wide as the widest. Or P^-1
   // and U = P^-1 W instead of M and V.

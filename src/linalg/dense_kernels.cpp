@@ -1,7 +1,7 @@
 #include "linalg/dense_kernels.h"
 
+#include <algorithm>
 #include <cmath>
-#include <initializer_list>
 
 namespace vermo::dense {
 namespace {
@@ -110,12 +110,6 @@ ProductFunction FunctionOf(Variant variant) noexcept {
   return ProductPortable;
 }
 
-ProductFunction Best() noexcept {
-  for (const Variant variant : {Variant::Avx512, Variant::Avx2})
-    if (IsAvailable(variant)) return FunctionOf(variant);
-  return ProductPortable;
-}
-
 // Columns that are eliminated one by one before the rest of the matrix sees them.
 constexpr Size kPanel = 16;
 
@@ -147,6 +141,11 @@ bool IsAvailable(Variant variant) noexcept {
   return variant == Variant::Portable;
 }
 
+Variant BestVariant() noexcept {
+  constexpr Variant kWidestFirst[] = {Variant::Avx512, Variant::Avx2, Variant::Portable};
+  return *std::ranges::find_if(kWidestFirst, IsAvailable);
+}
+
 void SubtractProduct(Variant variant,
                      double* c,
                      Size ldc,
@@ -169,7 +168,7 @@ void SubtractProduct(double* c,
                      Size m,
                      Size n,
                      Size k) {
-  static const ProductFunction best = Best();
+  static const ProductFunction best = FunctionOf(BestVariant());
   best(c, ldc, a, lda, b, ldb, m, n, k);
 }
 

@@ -40,9 +40,11 @@ void InvertLower(double* l, Size ldl, Size n);
 void SolveLower(double* x, const double* l, Size ldl, Size n);
 void SolveLowerTransposed(double* x, const double* l, Size ldl, Size n);
 
-// The variants behind SubtractProduct, for tests: whether the machine has one, and its call.
 enum class Variant { Portable, Avx2, Avx512 };
 [[nodiscard]] bool IsAvailable(Variant variant) noexcept;
+// The widest one that the machine has.
+[[nodiscard]] Variant BestVariant() noexcept;
+// The variants behind SubtractProduct, for tests.
 void SubtractProduct(Variant variant,
                      double* c,
                      Size ldc,

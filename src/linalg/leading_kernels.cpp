@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <initializer_list>
 #include <type_traits>
 #include <utility>
 
@@ -610,11 +609,7 @@ template <typename Kernel, typename... Arguments>
 #endif
 
 Variant Best() noexcept {
-  static const Variant best = [] {
-    for (const Variant variant : {Variant::Avx512, Variant::Avx2})
-      if (dense::IsAvailable(variant)) return variant;
-    return Variant::Portable;
-  }();
+  static const Variant best = dense::BestVariant();
   return best;
 }
 

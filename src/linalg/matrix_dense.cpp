@@ -4,6 +4,8 @@
 #include "checks/kl_exception.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -12,6 +14,7 @@ namespace {
 
 // A longest row below this length makes a matrix singular.
 constexpr double kSmallestRow = 1e-15;
+constexpr std::size_t kMostElements = PTRDIFF_MAX / sizeof(double);
 
 }  // namespace
 
@@ -38,7 +41,7 @@ void CMatrixSlice::SwapRows(std::uint32_t first, std::uint32_t second) {
 }
 
 double CMatrixSlice::Determinant() const {
-  if (fRows > fCols || fRows < 1 || fCols < 1) throw KlException(failure::kMatrixShape);
+  if (fRows > fCols || fRows < 1) throw KlException(failure::kMatrixShape);
   CMatrix work;
   work.Assign(*this);
   double product = 1.0;
@@ -89,6 +92,8 @@ std::int32_t CMatrix::Allocate(std::uint32_t rows, std::uint32_t cols) noexcept 
   if (product == 0) return failure::kMatrixEmpty;
   // One row and one element more than the matrix has: the index one past the end is allowed.
   const std::size_t guarded = (std::size_t{rows} + 1) * cols + 1;
+  // Of more than an array can have new would throw, std::nothrow or not.
+  if (guarded > kMostElements) return failure::kMatrixAllocation;
   fData = new (std::nothrow) double[guarded];
   if (fData == nullptr) return failure::kMatrixAllocation;
   std::fill(fData + std::size_t{rows} * cols, fData + guarded, 0.0);

@@ -51,12 +51,12 @@ class Matrix {
   // equal the rows of b.
   [[nodiscard]] static Matrix Multiply(const Matrix& a, const Matrix& b);
 
- private:
-  static constexpr std::uint32_t kNoStride = 0xFFFFFFFF;
-
   // The shared buffer.
   class Implementation {
    public:
+    Implementation() noexcept = default;
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
     virtual ~Implementation();
     [[nodiscard]] virtual std::pair<std::uint32_t, std::uint32_t> Dimensions() const noexcept;
     // With both sizes non-zero a new buffer of that shape, contents undefined; otherwise none.
@@ -68,6 +68,9 @@ class Matrix {
     std::uint32_t fCols = 0;
     double* fData = nullptr;
   };
+
+ private:
+  static constexpr std::uint32_t kNoStride = 0xFFFFFFFF;
 
   [[nodiscard]] std::size_t Offset(std::uint32_t row, std::uint32_t column) const noexcept {
     return std::size_t{row} * fRowStride + std::size_t{column} * fColStride;

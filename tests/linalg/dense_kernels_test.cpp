@@ -91,6 +91,19 @@ void ExpectSameBits(const Shape& s, Draw& draw) {
   expect(c, best);
 }
 
+TEST(SubtractProduct, BestVariantIsThereAndNoWiderOneIs) {
+  bool isBehind = false;
+  for (const Variant variant : kVariants) {
+    if (isBehind) {
+      EXPECT_FALSE(IsAvailable(variant));
+    }
+    if (variant != BestVariant()) continue;
+    isBehind = true;
+    EXPECT_TRUE(IsAvailable(variant));
+  }
+  EXPECT_TRUE(isBehind);
+}
+
 TEST(SubtractProduct, PortableVariantIsAlwaysThere) { EXPECT_TRUE(IsAvailable(Variant::Portable)); }
 
 TEST(SubtractProduct, EveryVariantIsBitForBitThePlainLoopForAllRemainders) {

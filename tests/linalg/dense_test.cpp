@@ -82,11 +82,17 @@ TEST(CVektor, TemporaryGivesItsBufferAway) {
   EXPECT_EQ(target.Size(), 0U);
 }
 
-TEST(CVektor, CopyConstructionDuplicatesWhatIsNotTemporary) {
+TEST(CVektor, CopyAndAssignmentDuplicateWhatIsNotTemporary) {
   const CVektor source = Vector({1.0, 2.0});
   CVektor copy(source);
   copy[0] = 7.0;
   EXPECT_EQ(source[0], 1.0);
+  CVektor assigned = Vector({9.0});
+  assigned = source;
+  assigned[1] = 8.0;
+  EXPECT_EQ(assigned.Size(), 2U);
+  EXPECT_EQ(assigned[0], 1.0);
+  EXPECT_EQ(source[1], 2.0);
   CVektor self = Vector({4.0});
   const CVektor& alias = self;
   self = alias;
@@ -159,6 +165,14 @@ double DeterminantOf(const std::vector<std::vector<double>>& rows) {
   CMatrix matrix;
   Assign(matrix, rows);
   return matrix.Determinant();
+}
+
+TEST(CMatrix, AllocateOfMoreThanAnyMemoryHoldsLeavesAnEmptyMatrixAndTellsSo) {
+  CMatrix matrix(2, 2);
+  // The 32-bit product is 1, the number of elements nearly 2^64.
+  EXPECT_EQ(matrix.Allocate(0xFFFFFFFF, 0xFFFFFFFF), -1001);
+  EXPECT_EQ(matrix.Rows(), 0U);
+  EXPECT_EQ(matrix.Cols(), 0U);
 }
 
 TEST(CMatrix, AllocationCodes) {

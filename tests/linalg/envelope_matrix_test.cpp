@@ -93,6 +93,16 @@ TEST(CEnvelopeRow, BehavesLikeAPlainSpanOverRandomSteps) {
   }
 }
 
+TEST(CEnvelopeRow, ReserveLeavesARowWithElementsAlone) {
+  CEnvelopeRow row;
+  row.Widen(4, 2);
+  row.Element(5) = 7.0;
+  const double* const place = row.Elements().data();
+  row.Reserve(1000);
+  EXPECT_EQ(row.Elements().data(), place);
+  EXPECT_EQ(Span(row), (std::vector<double>{0.0, 7.0}));
+}
+
 TEST(CEnvelopeMatrix, IdentityHasSingleElements) {
   CEnvelopeMatrix matrix;
   matrix.SetIdentity(3);
@@ -138,6 +148,16 @@ TEST(CEnvelopeMatrix, ColumnIsThatOfTheSymmetricMatrix) {
   EXPECT_EQ(column[1], 2.0);
   EXPECT_EQ(column[2], 0.0);
   EXPECT_EQ(column[3], 4.0);
+}
+
+TEST(CEnvelopeMatrix, ColumnReadsNothingBeyondTheDiagonal) {
+  CEnvelopeMatrix matrix;
+  matrix.Resize(3);
+  matrix.Row(1).Widen(0, 3);
+  matrix.Row(1).Element(2) = 9.0;
+  matrix.Row(2).Widen(1, 2);
+  matrix.Row(2).Element(1) = 4.0;
+  EXPECT_EQ(matrix.Column(1)[2], 4.0);
 }
 
 }  // namespace

@@ -270,6 +270,28 @@ TEST(Factorize, RatioOfExactlyTheLimitAddsNothing) {
   EXPECT_EQ(above.f.At(0, 1), 0.0);
 }
 
+TEST(Factorize, WeakDiagonalOfTheOtherRowStartsTheSearchToo) {
+  // Of column 0 q is 2e-6 in both. q2 = 1e5 / 5e5^2 = 4e-7 is below 1e-6 and 1e6 / 5e5^2 is not.
+  Factored below;
+  below.Run({{1.0, 5e5}, {5e5, 1e5}}, true);
+  EXPECT_EQ(below.f.At(0, 1), 1.0);
+  Factored above;
+  above.Run({{1.0, 5e5}, {5e5, 1e6}}, true);
+  EXPECT_EQ(above.f.At(0, 1), 0.0);
+}
+
+TEST(Factorize, RowBesideItsDiagonalIsNoPivot) {
+  for (const bool pivotSearch : {false, true}) {
+    Factored s;
+    s.n.Resize(2);
+    s.n.Row(0).Widen(1, 1);
+    s.n.Row(0).Element(1) = 5.0;
+    s.n.Row(1).Widen(1, 1);
+    s.n.Row(1).Element(1) = 1.0;
+    EXPECT_THROW(Factorize(s.n, s.f, s.d, pivotSearch, s.workspace), KlException);
+  }
+}
+
 TEST(Factorize, NegativeDiagonalIsBeatenByASmallerElementOnceASearchIsOn) {
   // Row 1 starts the search; row 2 stores column 0 with the larger magnitude and is taken.
   Factored s;

@@ -54,6 +54,30 @@ TEST(DesignRow, SortsByColumnAndEqualColumnsByCoefficient) {
   }
 }
 
+TEST(DesignRow, PlacesInTwoRowsAreNotTheSame) {
+  const DesignRow a = Row({{2, 3.0}, {5, 1.0}});
+  const DesignRow b = Row({{2, 3.0}, {5, 1.0}});
+  EXPECT_NE(a.begin(), b.begin());
+  EXPECT_NE(a.begin(), a.end());
+  EXPECT_EQ(++ ++a.begin(), a.end());
+}
+
+TEST(DesignRow, RowsOfTheSameColumnsHaveThemInTheSameOrder) {
+  for (const std::uint32_t more : {7U, 8U}) {
+    const auto rowOf = [&](std::uint32_t last, std::uint32_t size) {
+      DesignRow row;
+      for (std::uint32_t c = 0; c + 1 < size; ++c) row.push(c, 1.0);
+      row.push(last, 2.0);
+      return row;
+    };
+    const DesignRow row = rowOf(40, more);
+    EXPECT_TRUE(row.HasColumnsOf(rowOf(40, more)));
+    EXPECT_FALSE(row.HasColumnsOf(rowOf(41, more)));
+    EXPECT_FALSE(row.HasColumnsOf(rowOf(40, more - 1)));
+    EXPECT_FALSE(row.HasColumnsOf(DesignRow()));
+  }
+}
+
 TEST(EnvelopeSystem, EquationAddsTheWeightedSquareAndTheRightHandSide) {
   EnvelopeSystem system;
   system.Reset(6, 0);

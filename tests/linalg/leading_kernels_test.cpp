@@ -69,22 +69,41 @@ void ExpectAlike(const std::vector<double>& before,
   }
 }
 
-// Links of sizes 1 to 16 and places of their pairs in a matrix where every pair of links has one
-// block, some of them turned.
+// Sizes of runs are 1 to kLargest. The first two lists together hold each of them, so that every
+// kernel meets every remainder alone and behind a whole piece; the others are drawn.
+constexpr std::uint32_t kLargest = 16;
+constexpr std::uint32_t kWholeLists = 2;
+std::vector<std::uint32_t> SizesOf(std::uint32_t list, std::uint32_t drawn, Draw& draw) {
+  switch (list) {
+    case 0:
+      return {1, 2, 3, 4, 5, 6, 7, 8};
+    case 1:
+      return {16, 15, 14, 13, 12, 11, 10, 9};
+    default:
+      std::vector<std::uint32_t> sizes(drawn);
+      for (std::uint32_t& size : sizes) size = 1 + draw.Below(kLargest);
+      return sizes;
+  }
+}
+
+// Links and places of their pairs in a matrix where every pair of links has one block, some of them
+// turned.
 struct Layout {
+  static constexpr std::uint32_t kLists = 12;
+
   std::vector<LeadingRun> links;
   std::vector<LeadingPair> pairs;
   std::uint32_t width = 0;
   std::size_t elements = 0;
 
-  Layout(std::uint32_t count, Draw& draw) {
-    for (std::uint32_t l = 0; l < count; ++l) {
-      links.push_back({0, width, 1 + draw.Below(16)});
-      width += links.back().size;
+  Layout(std::uint32_t list, Draw& draw) {
+    for (const std::uint32_t size : SizesOf(list, list - kWholeLists, draw)) {
+      links.push_back({0, width, size});
+      width += size;
     }
-    for (std::uint32_t a = 0; a < count; ++a)
+    for (std::uint32_t a = 0; a < links.size(); ++a)
       for (std::uint32_t b = 0; b <= a; ++b) {
-        const bool isTurned = a != b && draw.Below(2) == 0;
+        const bool isTurned = list < kWholeLists ? (a + b) % 2 == 1 : a != b && draw.Below(2) == 0;
         const LeadingRun& rows = links[isTurned ? b : a];
         const LeadingRun& columns = links[isTurned ? a : b];
         const std::uint32_t stride = rows.size + draw.Below(4);
@@ -131,15 +150,16 @@ std::vector<double> DrawInverse(const Layout& layout, Draw& draw, std::vector<do
   return q;
 }
 
-// Columns cut into runs of 1 to 16, and where each of them has its block.
+// Columns cut into runs, and where each of them has its block.
 struct Runs {
+  static constexpr std::uint32_t kLists = 40;
+
   std::vector<LeadingRun> runs;
   std::uint32_t width = 0;
   std::size_t elements = 0;  // of all blocks of n rows
 
-  Runs(std::uint32_t n, Draw& draw) {
-    for (std::uint32_t count = draw.Below(8); count > 0; --count) {
-      const std::uint32_t size = 1 + draw.Below(16);
+  Runs(std::uint32_t n, std::uint32_t list, Draw& draw) {
+    for (const std::uint32_t size : SizesOf(list, draw.Below(8), draw)) {
       runs.push_back({0, width, size});
       width += size;
     }
@@ -156,11 +176,28 @@ struct Runs {
   }
 };
 
+// Blocks anywhere between `width` columns, for each count of columns first.
+constexpr std::uint32_t kBlockLists = 60;
+template <typename Block>
+std::vector<Block> DrawBlocks(std::uint32_t list, std::uint32_t width, Draw& draw) {
+  std::vector<Block> blocks(list == 0 ? kLargest : draw.Below(6));
+  const auto place = [&](std::uint32_t& first, std::uint32_t& size, std::uint32_t wanted) {
+    first = draw.Below(wanted == 0 ? width : width - wanted + 1);
+    size = wanted == 0 ? 1 + draw.Below(std::min(kLargest, width - first)) : wanted;
+  };
+  for (std::uint32_t k = 0; k < blocks.size(); ++k) {
+    place(blocks[k].firstRow, blocks[k].rows, 0);
+    place(blocks[k].firstColumn, blocks[k].columns, list == 0 ? 1 + k : 0);
+    blocks[k].stride = blocks[k].columns + draw.Below(5);
+  }
+  return blocks;
+}
+
 TEST(LeadingKernels, ScatteredBlocksAreMultipliedIntoOne) {
   Draw draw(1);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (int repeat = 0; repeat < 40; ++repeat) {
-      const Runs runs(n, draw);
+    for (std::uint32_t list = 0; list < Runs::kLists; ++list) {
+      const Runs runs(n, list, draw);
       const std::size_t width = runs.width;
       const std::vector<double> matrix = draw.Block(std::size_t{n} * n);
       const std::vector<double> w = draw.Block(runs.elements);
@@ -184,8 +221,8 @@ TEST(LeadingKernels, ScatteredBlocksAreMultipliedIntoOne) {
 TEST(LeadingKernels, AProductGoesRunByRunToItsPlaces) {
   Draw draw(5);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (int repeat = 0; repeat < 40; ++repeat) {
-      const Runs runs(n, draw);
+    for (std::uint32_t list = 0; list < Runs::kLists; ++list) {
+      const Runs runs(n, list, draw);
       const std::size_t width = runs.width;
       const std::vector<double> matrix = draw.Block(std::size_t{n} * n);
       const std::vector<double> y = draw.Block(n * width);
@@ -209,8 +246,8 @@ TEST(LeadingKernels, AProductGoesRunByRunToItsPlaces) {
 TEST(LeadingKernels, ACombinationOfRowsIsSubtractedAtThePlacesOfTheRuns) {
   Draw draw(6);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (int repeat = 0; repeat < 40; ++repeat) {
-      const Runs runs(1, draw);
+    for (std::uint32_t list = 0; list < Runs::kLists; ++list) {
+      const Runs runs(1, list, draw);
       const std::size_t width = runs.width;
       const std::vector<double> y = draw.Block(n * width);
       const std::vector<double> factors = draw.Block(n);
@@ -232,8 +269,8 @@ TEST(LeadingKernels, ACombinationOfRowsIsSubtractedAtThePlacesOfTheRuns) {
 TEST(LeadingKernels, RowsTimesAVectorInPiecesAreTheDotProducts) {
   Draw draw(7);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (int repeat = 0; repeat < 40; ++repeat) {
-      const Runs runs(1, draw);
+    for (std::uint32_t list = 0; list < Runs::kLists; ++list) {
+      const Runs runs(1, list, draw);
       const std::size_t width = runs.width;
       const std::vector<double> y = draw.Block(n * width);
       std::vector<double> x = draw.Block(runs.elements);
@@ -256,13 +293,16 @@ TEST(LeadingKernels, ARayAddsToTheBlocksOfItsLeadingGroupOnly) {
   Draw draw(8);
   for (std::uint32_t n = 1; n <= 6; ++n)
     for (std::uint32_t components = 1; components <= 3; ++components)
-      for (int repeat = 0; repeat < 20; ++repeat) {
+      for (std::uint32_t repeat = 0; repeat < 20; ++repeat) {
         struct Other {
           std::uint32_t first, size;
           std::size_t offset;
         };
         // The leading group's columns stand before, between or behind the others'.
-        const std::uint32_t count = draw.Below(LeadingProducts::kMostCouplings + 1);
+        // First each size once, then drawn ones.
+        constexpr std::uint32_t kMost = LeadingProducts::kMostCouplings;
+        const bool isWhole = repeat * kMost < kLargest;
+        const std::uint32_t count = isWhole ? kMost : draw.Below(kMost + 1);
         const std::uint32_t place = draw.Below(count + 1);
         std::vector<Other> others;
         std::uint32_t width = 0;
@@ -275,7 +315,8 @@ TEST(LeadingKernels, ARayAddsToTheBlocksOfItsLeadingGroupOnly) {
             width += n;
           }
           if (k == count) break;
-          const std::uint32_t size = 1 + draw.Below(16);
+          const std::uint32_t size =
+              1 + (isWhole ? repeat * kMost + k : draw.Below(kLargest)) % kLargest;
           others.push_back({width, size, elements});
           width += size;
           elements += std::size_t{n} * size;
@@ -350,8 +391,8 @@ TEST(LeadingKernels, GatheredRowsGiveTheirNormalsOnAndBelowTheDiagonal) {
 TEST(LeadingKernels, SharesLeaveEveryPairAtItsPlace) {
   Draw draw(2);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (std::uint32_t count = 0; count <= 9; ++count) {
-      const Layout layout(count, draw);
+    for (std::uint32_t list = 0; list < Layout::kLists; ++list) {
+      const Layout layout(list, draw);
       const std::size_t width = layout.width;
       // W^T Y is symmetric: Y = P^-1 W. So the kernel may take either side of a pair.
       const std::vector<double> w = draw.Block(n * width);
@@ -381,8 +422,8 @@ TEST(LeadingKernels, SharesLeaveEveryPairAtItsPlace) {
 TEST(LeadingKernels, MultiplyByInverseReadsEveryPairBothWays) {
   Draw draw(3);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (std::uint32_t count = 0; count <= 9; ++count) {
-      const Layout layout(count, draw);
+    for (std::uint32_t list = 0; list < Layout::kLists; ++list) {
+      const Layout layout(list, draw);
       const std::size_t width = layout.width;
       std::vector<double> full;
       const std::vector<double> q = DrawInverse(layout, draw, full);
@@ -405,8 +446,8 @@ TEST(LeadingKernels, MultiplyByInverseReadsEveryPairBothWays) {
 TEST(LeadingKernels, HalfAndItsTransposeMakeTheWholeForm) {
   Draw draw(5);
   for (std::uint32_t n = 1; n <= 6; ++n)
-    for (std::uint32_t count = 0; count <= 9; ++count) {
-      const Layout layout(count, draw);
+    for (std::uint32_t list = 0; list < Layout::kLists; ++list) {
+      const Layout layout(list, draw);
       const std::size_t width = layout.width;
       std::vector<double> full;
       const std::vector<double> q = DrawInverse(layout, draw, full);
@@ -456,22 +497,13 @@ TEST(LeadingKernels, HalfAndItsTransposeMakeTheWholeForm) {
 TEST(LeadingKernels, FormsAreThoseOfTheWholeMatrix) {
   Draw draw(6);
   for (std::uint32_t components = 1; components <= 3; ++components)
-    for (int repeat = 0; repeat < 60; ++repeat) {
-      const std::size_t width = 1 + draw.Below(60);
+    for (std::uint32_t list = 0; list < kBlockLists; ++list) {
+      const std::uint32_t width = kLargest * (list == 0 ? 1 : 0) + 1 + draw.Below(60);
       const std::vector<double> a = draw.Block(components * width);
       std::vector<FormBlock> blocks;
       std::vector<std::vector<double>> values;
       std::vector<double> expected(components, 0.0);
-      const auto run = [&](std::uint32_t& first, std::uint32_t& size) {
-        first = draw.Below(static_cast<std::uint32_t>(width));
-        size =
-            1 + draw.Below(std::min<std::uint32_t>(16, static_cast<std::uint32_t>(width) - first));
-      };
-      for (std::uint32_t t = draw.Below(6); t > 0; --t) {
-        FormBlock block{};
-        run(block.firstRow, block.rows);
-        run(block.firstColumn, block.columns);
-        block.stride = block.columns + draw.Below(5);
+      for (FormBlock& block : DrawBlocks<FormBlock>(list, width, draw)) {
         block.factor = 1.0 + draw.Below(2);
         values.push_back(draw.Block(block.rows * block.stride));
         block.from = values.back().data();
@@ -498,8 +530,8 @@ TEST(LeadingKernels, FormsAreThoseOfTheWholeMatrix) {
 TEST(LeadingKernels, ProductsOfAnObservationGoToTheirBlocksOnly) {
   Draw draw(4);
   for (std::uint32_t components = 1; components <= 3; ++components)
-    for (int repeat = 0; repeat < 60; ++repeat) {
-      const std::size_t width = 1 + draw.Below(60);
+    for (std::uint32_t list = 0; list < kBlockLists; ++list) {
+      const std::uint32_t width = kLargest * (list == 0 ? 1 : 0) + 1 + draw.Below(60);
       const std::vector<double> a = draw.Block(components * width);
       const std::vector<double> weights = draw.Block(components);
       const ProductRows rows{components, a.data(), width, weights.data()};
@@ -509,16 +541,7 @@ TEST(LeadingKernels, ProductsOfAnObservationGoToTheirBlocksOnly) {
       };
       std::vector<Target> targets;
       std::size_t elements = 0;
-      const auto run = [&](std::uint32_t& first, std::uint32_t& size) {
-        first = draw.Below(static_cast<std::uint32_t>(width));
-        size =
-            1 + draw.Below(std::min<std::uint32_t>(16, static_cast<std::uint32_t>(width) - first));
-      };
-      for (std::uint32_t t = draw.Below(6); t > 0; --t) {
-        ProductBlock block{};
-        run(block.firstRow, block.rows);
-        run(block.firstColumn, block.columns);
-        block.stride = block.columns + draw.Below(5);
+      for (const ProductBlock& block : DrawBlocks<ProductBlock>(list, width, draw)) {
         targets.push_back({elements, block});
         elements += block.rows * block.stride;
       }

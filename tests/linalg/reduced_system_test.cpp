@@ -252,6 +252,34 @@ TEST(ReducedSystem, FullPatternInWidePanels) {
   ExpectSolved(full, draw);
 }
 
+// Two blocks that are eliminated one behind the other and whose structures are nearly the same
+// share a panel, which then stores zeros: a few rows, or a small share of many.
+TEST(ReducedSystem, PanelsWithZerosOfNeighboursThatMeetAFewBlocksMore) {
+  for (const std::uint32_t more : {12U, 13U, 16U}) {
+    // 0 meets 1 and the six large ones, 1 meets block 8 besides; the rest keeps all of these busy,
+    // so that the two come first.
+    constexpr std::uint32_t kLarge = 6;
+    constexpr std::uint32_t kMore = 2 + kLarge;
+    constexpr std::uint32_t kBlocks = kMore + 1 + 4;
+    std::vector<std::uint32_t> sizes(kBlocks, 15);
+    sizes[0] = sizes[1] = 6;
+    sizes[kMore] = more;
+    Draw draw(20 + more);
+    Problem problem(sizes);
+    problem.Join(0, 1);
+    problem.Join(1, kMore);
+    for (std::uint32_t a = 2; a < kBlocks; ++a) {
+      if (a < kMore) {
+        problem.Join(0, a);
+        problem.Join(1, a);
+      }
+      for (std::uint32_t b = 2; b < a; ++b) problem.Join(a, b);
+    }
+    problem.Fill(draw);
+    ASSERT_NO_FATAL_FAILURE(ExpectSolved(problem, draw)) << more;
+  }
+}
+
 TEST(ReducedSystem, BlocksThatMeetNone) {
   Draw draw(7);
   Problem apart(MixedSizes(40, draw));

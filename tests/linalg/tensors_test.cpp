@@ -3,9 +3,13 @@
 #include "linalg/tensor_exception.h"
 #include "linalg/tensor_matrix.h"
 
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <memory>
+#include <new>
 #include <numbers>
+#include <utility>
 
 namespace ostra_bundle {
 namespace {
@@ -204,6 +208,9 @@ TEST(Matrix, ResizeToThePresentShapeKeepsTheContents) {
   Matrix a = Numbered(2, 3);
   a.Resize(2, 3);
   EXPECT_EQ(Read(a, 1, 2), 12.0);
+  a.Resize(2, 4);
+  EXPECT_EQ(a.Rows(), 2U);
+  EXPECT_EQ(a.Cols(), 4U);
   a.Resize(3, 2);
   EXPECT_EQ(a.Rows(), 3U);
   a.Resize(0, 4);
@@ -226,6 +233,73 @@ TEST(Matrix, CopyBlockRefusesALargerSource) {
   EXPECT_EQ(Read(a, 0, 1), 1.0);
   EXPECT_THROW(a.CopyBlock(Numbered(3, 1)), TensorExceptDimension);
   EXPECT_THROW(a.CopyBlock(Numbered(1, 3)), TensorExceptDimension);
+}
+
+TEST(Matrix, AssignmentOfTheSameViewKeepsItsShareOfTheBuffer) {
+  Matrix a = Numbered(2, 2);
+  const Matrix& alias = a;
+  a = alias;
+  Matrix b = a;
+  b = a;
+  // One count too few would end the buffer with the first of the two.
+  b.Release();
+  EXPECT_TRUE(b.IsEmpty());
+  EXPECT_EQ(Read(a, 1, 1), 11.0);
+  // And with one too many it would never be the matrix's own again.
+  const double* before = &a.At(0, 0);
+  a.Detach();
+  EXPECT_EQ(&a.At(0, 0), before);
+}
+
+TEST(Matrix, DetachOfNothingAndOfAnUnsharedBufferIsNoAction) {
+  Matrix empty;
+  empty.Detach();
+  EXPECT_TRUE(empty.IsEmpty());
+  Matrix a = Numbered(2, 3);
+  const double* before = &a.At(0, 0);
+  a.Detach();
+  EXPECT_EQ(&a.At(0, 0), before);
+}
+
+using Sizes = std::pair<std::uint32_t, std::uint32_t>;
+
+TEST(MatrixBuffer, AllocateTakesTheShapeAndReplacesWhatWasThere) {
+  const auto buffer = std::make_unique<Matrix::Implementation>();
+  EXPECT_EQ(buffer->fRefCount, 1U);
+  EXPECT_EQ(buffer->Dimensions(), Sizes(0, 0));
+  EXPECT_EQ(buffer->fData, nullptr);
+  buffer->Allocate({2, 3});
+  EXPECT_EQ(buffer->Dimensions(), Sizes(2, 3));
+  std::fill_n(buffer->fData, 6, 1.0);
+  buffer->Allocate({4, 5});
+  EXPECT_EQ(buffer->Dimensions(), Sizes(4, 5));
+  std::fill_n(buffer->fData, 20, 1.0);
+}
+
+TEST(MatrixBuffer, AShapeThatNoMemoryHoldsLeavesTheBufferAsItWas) {
+  Matrix::Implementation buffer;
+  buffer.Allocate({2, 3});
+  buffer.fData[5] = 7.0;
+  constexpr std::uint32_t kMost = 0xFFFFFFFF;
+  EXPECT_THROW(buffer.Allocate({kMost, kMost}), std::bad_alloc);
+  EXPECT_EQ(buffer.Dimensions(), Sizes(2, 3));
+  EXPECT_EQ(buffer.fData[5], 7.0);
+}
+
+TEST(MatrixBuffer, ReleaseAndAShapeWithoutElementsLeaveNothing) {
+  for (const Sizes& none : {Sizes(0, 0), Sizes(0, 3), Sizes(2, 0)}) {
+    Matrix::Implementation buffer;
+    buffer.Allocate({2, 3});
+    buffer.Allocate(none);
+    EXPECT_EQ(buffer.Dimensions(), Sizes(0, 0));
+    EXPECT_EQ(buffer.fData, nullptr);
+  }
+  Matrix::Implementation buffer;
+  buffer.Allocate({2, 3});
+  buffer.Release();
+  EXPECT_EQ(buffer.Dimensions(), Sizes(0, 0));
+  buffer.Release();
+  EXPECT_EQ(buffer.fData, nullptr);
 }
 
 TEST(MatrixTaged, TagsAreResetByEveryNewShape) {

@@ -232,6 +232,17 @@ TEST(BedingungHlm, CountsStoresAndTells) {
   EXPECT_THAT(translation.CollectMultipliers(), ElementsAre(1.0, 2.0, 3.0));
   EXPECT_THAT(rotation.CollectMultipliers(), ElementsAre(4.0, 5.0, 6.0));
   EXPECT_THAT(scale.CollectMultipliers(), ElementsAre(7.0));
+  // One that is inactive keeps what it had.
+  translation.SetActive(false);
+  rotation.SetActive(false);
+  scale.SetActive(false);
+  for (Bedingung* constraint : {static_cast<Bedingung*>(&translation),
+                                static_cast<Bedingung*>(&rotation),
+                                static_cast<Bedingung*>(&scale)})
+    constraint->StoreMultipliers(std::vector<double>(8, -1.0));
+  EXPECT_THAT(translation.CollectMultipliers(), ElementsAre(1.0, 2.0, 3.0));
+  EXPECT_THAT(rotation.CollectMultipliers(), ElementsAre(4.0, 5.0, 6.0));
+  EXPECT_THAT(scale.CollectMultipliers(), ElementsAre(7.0));
   SetLanguage(Language::German);
   EXPECT_EQ(translation.GetDescription(), "Bedingung Translation");
   EXPECT_EQ(rotation.GetDescription(), "Bedingung Rotation");
@@ -318,6 +329,38 @@ TEST(BedingungPunktGerade, FixedPointLeavesTheLineItsCoefficients) {
   EXPECT_EQ(system.Element(7, 6), -system.Element(8, 5));
 }
 
+TEST(BedingungPunktGerade, FixedLineLeavesThePointItsCoefficients) {
+  PointAndLine scene;
+  scene.line.SetFirstUnknown(Data::kNoColumn);
+  const EnvelopeSystem system = AssembleSingle(scene.constraint, 7);
+  const ostra_bundle::Rotation3 frame = scene.line.LocalFrame();
+  for (std::uint32_t r = 0; r < 2; ++r) {
+    for (std::uint32_t c = 0; c < 3; ++c) EXPECT_EQ(system.Element(7 + r, c), frame[3 * r + c]);
+    for (std::uint32_t c = 3; c < 7; ++c) EXPECT_EQ(system.Element(7 + r, c), 0.0);
+    EXPECT_EQ(system.Rhs()[7 + r], -scene.Offsets()[r]);
+  }
+}
+
+// Rows that another constraint may have taken over.
+template <typename Scene>
+void ExpectNothingStoredWhileInactive(std::uint32_t unknowns) {
+  Scene scene;
+  const EnvelopeSystem active = AssembleSingle(scene.constraint, unknowns);
+  ASSERT_NE(active.Rhs()[unknowns], 0.0);
+  scene.point.SetActive(false);
+  EnvelopeSystem system;
+  system.Reset(unknowns, 2);
+  scene.constraint.AddConstraintRows(system);
+  for (std::uint32_t r = unknowns; r < unknowns + 2; ++r) {
+    EXPECT_EQ(system.Rhs()[r], 0.0);
+    for (std::uint32_t c = 0; c < unknowns; ++c) EXPECT_EQ(system.Element(r, c), 0.0);
+  }
+}
+
+TEST(BedingungPunktGerade, StoresNothingWhileItIsInactive) {
+  ExpectNothingStoredWhileInactive<PointAndLine>(7);
+}
+
 TEST(BedingungPunktGerade, LineNumberedBeforeThePointLiesInTheRow) {
   PointAndLine scene;
   scene.line.SetFirstUnknown(0);
@@ -353,6 +396,8 @@ TEST(BedingungPunktGerade, ActivityNeedsBitAndBothGroups) {
   EXPECT_FALSE(scene.constraint.IsActive());
   scene.constraint.SetActive(true);
   scene.constraint.SetLinks(nullptr, &scene.line);
+  EXPECT_FALSE(scene.constraint.IsActive());
+  scene.constraint.SetLinks(&scene.point, nullptr);
   EXPECT_FALSE(scene.constraint.IsActive());
 }
 
@@ -448,6 +493,29 @@ TEST(ConstraintPointOnPlane, BetweenFixedElementsNothingIsWritten) {
   scene.point.SetFirstUnknown(Data::kNoColumn);
   const EnvelopeSystem system = AssembleSingle(scene.constraint, 12);
   EXPECT_EQ(system.Rhs()[12], 0.0);
+}
+
+TEST(ConstraintPointOnPlane, StoresNothingWhileItIsInactive) {
+  ExpectNothingStoredWhileInactive<PointAndPlane>(12);
+}
+
+TEST(ConstraintPointOnPlane, ActivityNeedsBitAndBothGroups) {
+  PointAndPlane scene;
+  EXPECT_EQ(scene.constraint.ConstraintCount(), 1U);
+  scene.point.SetActive(false);
+  EXPECT_EQ(scene.constraint.ConstraintCount(), 0U);
+  scene.point.SetActive(true);
+  scene.plane.SetActive(false);
+  EXPECT_EQ(scene.constraint.ConstraintCount(), 0U);
+  scene.plane.SetActive(true);
+  scene.constraint.SetActive(false);
+  EXPECT_EQ(scene.constraint.ConstraintCount(), 0U);
+  scene.constraint.SetActive(true);
+  for (const auto& [point, plane] :
+       {std::pair<DataObko*, DataPlane*>{nullptr, &scene.plane}, {&scene.point, nullptr}}) {
+    scene.constraint.SetLinks(point, plane);
+    EXPECT_EQ(scene.constraint.ConstraintCount(), 0U);
+  }
 }
 
 TEST(ConstraintPointOnPlane, TellsItselfAndCountsOne) {

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace vermo::test {
 namespace {
@@ -347,6 +348,33 @@ TEST(MessungBikoDerivatives, FixedGroupsHaveNoColumnsButTheValueStays) {
   EXPECT_TRUE(equations.rows[1].empty());
   EXPECT_EQ(equations.count, 2U);
   EXPECT_EQ(scene.Computed(), expected);
+}
+
+TEST(MessungBikoDerivatives, VariableGroupsThatAreNotNumberedHaveNoColumns) {
+  ImageScene numbered;
+  numbered.RelativePair().BodyBound().WithProjektion();
+  const std::size_t all = numbered.groups.size();
+  for (std::size_t left = 0; left < all; ++left) {
+    ImageScene scene;
+    scene.RelativePair().BodyBound().WithProjektion();
+    EquationBlock with;
+    ASSERT_TRUE(scene.biko.ObservationEquations(with));
+    Data& group = *scene.groups[left];
+    const auto first = static_cast<std::uint32_t>(group.FirstUnknown());
+    group.SetFirstUnknown(Data::kNoColumn);
+    EquationBlock without;
+    ASSERT_TRUE(scene.biko.ObservationEquations(without));
+    // What is left are the other groups' entries, in their order.
+    std::vector<std::pair<std::uint32_t, double>> expected;
+    for (const DesignEntry& entry : with.rows[0])
+      if (entry.column - first >= group.UnknownCount())
+        expected.emplace_back(entry.column, entry.coefficient);
+    std::vector<std::pair<std::uint32_t, double>> found;
+    for (const DesignEntry& entry : without.rows[0])
+      found.emplace_back(entry.column, entry.coefficient);
+    EXPECT_EQ(found, expected) << left;
+    EXPECT_LT(expected.size(), with.rows[0].size()) << left;
+  }
 }
 
 }  // namespace

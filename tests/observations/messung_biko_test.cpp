@@ -218,6 +218,22 @@ TEST(MessungBiko, ConnectOfTheImageRejectsAGrossError) {
   EXPECT_TRUE(scene.biko.IsActive());
 }
 
+TEST(MessungBiko, AngleLimitBelowZeroRejectsEvenAnExactCoordinate) {
+  ImageScene scene;
+  scene.eor.SetIor(&scene.ior);
+  scene.eor.AddMessung(&scene.biko);
+  const Image computed = scene.Computed();
+  scene.biko[0] = computed[0];
+  scene.biko[1] = computed[1];
+  NetworkSettings settings;
+  settings.SetAngleLimit(1e-3);
+  scene.eor.Connect(settings);
+  EXPECT_FALSE(scene.biko.IsAusreisser());
+  settings.SetAngleLimit(-1e-3);
+  scene.eor.Connect(settings);
+  EXPECT_TRUE(scene.biko.IsAusreisser());
+}
+
 TEST(MessungBiko, ConnectOfTheImageRejectsWhatLacksALink) {
   ImageScene scene;
   scene.eor.SetIor(&scene.ior);

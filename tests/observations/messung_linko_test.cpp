@@ -245,6 +245,22 @@ TEST(MessungLinko, GroupsWithoutColumnsWriteNothing) {
   EXPECT_EQ(row.begin()->first, 4U);
 }
 
+TEST(MessungLinko, VariableGroupsThatAreNotNumberedWriteNothing) {
+  for (int left = 0; left < 4; ++left) {
+    Scene scene(true, 0x1);
+    const std::map<std::uint32_t, double> with = scene.Row();
+    Data* const groups[] = {&scene.line, &scene.eor, &scene.base, &scene.ior};
+    const auto first = static_cast<std::uint32_t>(groups[left]->FirstUnknown());
+    groups[left]->SetFirstUnknown(Data::kNoColumn);
+    std::map<std::uint32_t, double> expected = with;
+    std::erase_if(expected, [&](const auto& entry) {
+      return entry.first - first < groups[left]->UnknownCount();
+    });
+    EXPECT_EQ(scene.Row(), expected) << left;
+    EXPECT_LT(expected.size(), with.size()) << left;
+  }
+}
+
 TEST(MessungLinko, LinePointInTheCameraPlaneFailsWithItsCode) {
   Scene scene;
   scene.eor.fRotation = {1, 0, 0, 0, 1, 0, 0, 0, 1};

@@ -614,6 +614,22 @@ TEST_F(ProtocolFrame, FileThatCannotBeOpenedLeavesTheTargetEverything) {
   EXPECT_EQ(Contents(File()), whole.All());
 }
 
+TEST_F(ProtocolFrame, RunThatNobodySeesLeavesNothing) {
+  class Deaf final : public Listener {
+   public:
+    [[nodiscard]] bool IsListening() const override { return false; }
+  };
+  Deaf deaf;
+  for (Listener* listener : {static_cast<Listener*>(nullptr), static_cast<Listener*>(&deaf)}) {
+    OldStyleMessageHandlerEN writer(File("no/such/folder/protocol.htm"));
+    writer.SetJob(listener);
+    const test::ResultScene scene;
+    writer.RunFinished(scene.results);
+    EXPECT_FALSE(std::filesystem::exists(File("no")));
+  }
+  EXPECT_TRUE(deaf.texts.empty());
+}
+
 TEST_F(ProtocolFrame, ForwarderWithoutWriterIsSilent) {
   BundleMessageHandler handler;
   Listener listener;

@@ -73,7 +73,7 @@ void ExpectAllAsStreamed() {
     SCOPED_TRACE(testing::Message() << std::hexfloat << value);
     for (const std::size_t width : {0U, 5U, 12U, 15U}) {
       const int w = static_cast<int>(width);
-      for (const int decimals : {0, 1, 2, 3, 4, 6, 8}) {
+      for (const int decimals : {0, 1, 2, 3, 4, 6, 8, 9}) {
         EXPECT_EQ(ProtocolText().Fixed(value, width, decimals).Str(),
                   Streamed(value, w, decimals, std::ios_base::fixed));
         EXPECT_EQ(ProtocolText().Scientific(value, width, decimals).Str(),
