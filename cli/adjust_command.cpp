@@ -93,6 +93,21 @@ void TellLineCoordinatesWithoutResults(void* job, const Console& console) {
              lines);
 }
 
+// A run takes such an S0 for zero: it has converged whatever the last changes were, and ends
+// without another outlier test.
+void TellS0BelowFloor(void* job, const JobFile& file, const Console& console) {
+  double s0 = 0.0;
+  XYZ_GetResult(job, eXYZ_ResultS0, &s0);
+  const double floor = std::get<double>(ValueOf(file.parameters, "s0_floor"));
+  if (s0 == 0.0 || std::abs(s0) > floor) return;
+  fmt::print(console.err,
+             "cardo-bundle: S0 = {:.3g} is not above s0_floor = {:.3g} and counts as zero: the run "
+             "ended before it had converged as far as asked for. Set s0_floor far below "
+             "s0_apriori\n",
+             s0,
+             floor);
+}
+
 bool HasNumbers(void* job) {
   double s0 = 0.0;
   XYZ_GetResult(job, eXYZ_ResultS0, &s0);
@@ -142,6 +157,7 @@ int RunAndWrite(const AdjustOptions& options,
   if (!options.quiet) {
     TellLostGroups(summary.lostGroups, survey, file, console);
     TellLineCoordinatesWithoutResults(job, console);
+    TellS0BelowFloor(job, file, console);
   }
   WriteTables(tables, {job, [&console] { Poll(console); }}, results);
   WriteSummary(summary, results);

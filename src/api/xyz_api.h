@@ -228,8 +228,9 @@ struct sXYZ_ExteriorOrient2 {
                               // unit of Format, the others 0
   double SPosition[3];        // out: standard deviations of the centre, object units
   double SRotation[3];        // out: of the rotations about the object axes, radians
-  double SMatrix[9];          // out: type 3 of the matrix elements; otherwise of the three
-                              // angles in the unit of Format
+  double SMatrix[9];          // out: type 3 of the matrix elements, as if the rotations of
+                              // SRotation were independent; otherwise of the three angles in
+                              // the unit of Format
   double RmsVx, RmsVy;        // out: RMS residuals of the image's own rays, image units
   std::int32_t Id;            // in, out: image id, key of the network
   std::int32_t IorId;         // in, out: id of the camera

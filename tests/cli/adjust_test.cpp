@@ -303,6 +303,13 @@ TEST_F(AdjustTest, S0LimitIsExplained) {
   EXPECT_THAT(result.err, HasSubstr("error -12004 - S0 Zu Gross\nS0 is above s0_limit"));
 }
 
+TEST_F(AdjustTest, S0ThatCountsAsZeroIsTold) {
+  const std::string told = "is not above s0_floor = 1 and counts as zero";
+  EXPECT_THAT(Adjust({"--set", "s0_floor=1"}).err, HasSubstr(told));
+  EXPECT_THAT(Adjust({"--set", "s0_floor=1", "--quiet"}).err, Not(HasSubstr(told)));
+  EXPECT_THAT(Adjust().err, Not(HasSubstr("s0_floor")));
+}
+
 // S0 that is not a number passes every limit, and the library's run ends with status 0.
 TEST_F(AdjustTest, RunThatEndsWithoutNumbersFailsAndKeepsEarlierResults) {
   ASSERT_EQ(Adjust().status, kExitOk);
