@@ -2,6 +2,7 @@
 
 #include "diagnostics.h"
 #include "require.h"
+#include "text_encoding.h"
 
 #include <string>
 
@@ -13,9 +14,7 @@ inline void RequireUsefulMessages(const Diagnostics& diagnostics) {
     const std::string text = ToString(diagnostic);
     Require(!diagnostic.place.file.empty(), "a message names its file");
     Require(text.find(": ") != std::string::npos, "a message stands behind its place");
-    for (const char c : text)
-      Require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F,
-              "a message is one printable line");
+    Require(Printable(text) == text, "a message is one printable line");
     Require(diagnostics.CountOf(diagnostic.place.file) <= Diagnostics::kLimitPerFile + 1,
             "a file has few messages");
   }
