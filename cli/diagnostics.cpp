@@ -14,7 +14,7 @@ constexpr std::size_t kLongestQuote = 60;
 }  // namespace
 
 std::string ToString(const Place& place) {
-  const std::string file = Printable(place.file);
+  std::string file = Printable(place.file);
   if (place.line == 0) return file;
   if (place.column == 0) return fmt::format("{}:{}", file, place.line);
   return fmt::format("{}:{}:{}", file, place.line, place.column);
