@@ -527,6 +527,11 @@ XYZ_API int XYZ_CheckSettings(void* job);
 
 // Runs the adjustment. 0, or 12 null job, 20 no progress, 21, 23 singular, 8 any other failure.
 // After a failure the groups hold the values of the last completed iteration. Throws nothing.
+// Values that no set function refuses are calculated with: infinite, huge or missing numbers,
+// images and points where the model has no value, references to nobody. Elements whose references
+// lead nowhere take no part; what the system does not determine is left out or fails the run.
+// Figures that are no numbers pass every limit: such a run may end with 0, and its S0 is no number
+// either. A finite S0 above 0 says that all that took part has finite values and accuracies.
 XYZ_API int XYZ_CalcBundle(void* job);
 
 // ---------------------------------------------------------------------------
