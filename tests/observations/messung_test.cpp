@@ -289,24 +289,26 @@ TEST(MessungComputeRedundancy, IsClampedBetweenZeroAndOne) {
   EXPECT_EQ(messung.Wert(1).Redundanz(), 1.0);
 }
 
-TEST(MessungComputeRedundancy, InactiveObservationIsReset) {
-  GivenMessung messung = TwoRows();
-  for (MessungWert& wert : messung.CollectComponents()) {
-    wert.SetResiduum(1.0);
-    wert.SetRedundanz(0.5);
-    wert.SetTestwert(2.0);
+TEST(MessungComputeRedundancy, InactiveObservationIsResetMarkedAsOutlierOrNot) {
+  for (const bool isMarked : {false, true}) {
+    GivenMessung messung = TwoRows();
+    for (MessungWert& wert : messung.CollectComponents()) {
+      wert.SetResiduum(1.0);
+      wert.SetRedundanz(0.5);
+      wert.SetTestwert(2.0);
+    }
+    messung.SetActive(false);
+    if (isMarked) messung.SetAusreisser();
+    EquationBlock block;
+    messung.ComputeRedundancy(DiagonalCofactors(0.01), block);
+    for (const MessungWert& wert : messung.CollectComponents()) {
+      EXPECT_EQ(wert.Residuum(), 0.0);
+      EXPECT_EQ(wert.Redundanz(), 0.0);
+      EXPECT_EQ(wert.Testwert(), 0.0);
+    }
+    EXPECT_EQ(messung.Wert(0).Gewicht(), 4.0);
+    EXPECT_EQ(messung.evaluations, 0U);
   }
-  messung.SetActive(false);
-  messung.SetAusreisser();
-  EquationBlock block;
-  messung.ComputeRedundancy(DiagonalCofactors(0.01), block);
-  for (const MessungWert& wert : messung.CollectComponents()) {
-    EXPECT_EQ(wert.Residuum(), 0.0);
-    EXPECT_EQ(wert.Redundanz(), 0.0);
-    EXPECT_EQ(wert.Testwert(), 0.0);
-  }
-  EXPECT_EQ(messung.Wert(0).Gewicht(), 4.0);
-  EXPECT_EQ(messung.evaluations, 0U);
 }
 
 TEST(MessungComputeRedundancy, OutlierKeepsOneAndItsOtherValues) {
