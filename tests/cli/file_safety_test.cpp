@@ -94,6 +94,19 @@ class FileSafetyTest : public ::testing::Test {
     return arguments;
   }
 
+  // The process goes on as the built program; it comes back only if that cannot be.
+  [[nodiscard]] int BecomeProgram() const {
+    const std::string output = fOutput.String() + "/out";
+    execl(CARDO_BUNDLE_PROGRAM,
+          "cardo-bundle",
+          "adjust",
+          fJob.String().c_str(),
+          "--output",
+          output.c_str(),
+          static_cast<char*>(nullptr));
+    return -1;
+  }
+
   void ExpectInputsUnchanged() const {
     for (std::size_t i = 0; i < kInputs.size(); ++i) {
       EXPECT_TRUE(fJob.Read(kInputs[i]) == fBefore[i]) << kInputs[i];
@@ -294,15 +307,7 @@ TEST_F(FileSafetyTest, ProgramSurvivesTheLimitOfItsFiles) {
     // Counters of an instrumented build go elsewhere, for they would not fit either.
     setenv("GCOV_PREFIX", counters.String().c_str(), 1);
     LimitFiles(10000);
-    const std::string output = fOutput.String() + "/out";
-    execl(CARDO_BUNDLE_PROGRAM,
-          "cardo-bundle",
-          "adjust",
-          fJob.String().c_str(),
-          "--output",
-          output.c_str(),
-          static_cast<char*>(nullptr));
-    return -1;
+    return BecomeProgram();
   });
   EXPECT_EQ(result.status, kExitRunFailed);
   EXPECT_THAT(result.err, HasSubstr("protocol.htm\" cannot be written: 10000 of "));
@@ -321,7 +326,6 @@ TEST_F(FileSafetyTest, OutputThatCannotBeShownIsTold) {
 }
 
 TEST_F(FileSafetyTest, ReaderWhoLeavesCostsNoResult) {
-  const std::string output = fOutput.String() + "/out";
   const ChildResult result = InChild([&](int pipe) {
     dup2(pipe, STDERR_FILENO);
     int nobody[2];
@@ -329,14 +333,7 @@ TEST_F(FileSafetyTest, ReaderWhoLeavesCostsNoResult) {
     dup2(nobody[1], STDOUT_FILENO);
     close(nobody[0]);
     close(nobody[1]);
-    execl(CARDO_BUNDLE_PROGRAM,
-          "cardo-bundle",
-          "adjust",
-          fJob.String().c_str(),
-          "--output",
-          output.c_str(),
-          static_cast<char*>(nullptr));
-    return -1;
+    return BecomeProgram();
   });
   EXPECT_EQ(result.status, kExitRunFailed);
   EXPECT_THAT(result.err, HasSubstr("cardo-bundle: the standard output cannot be written\n"));
