@@ -32,19 +32,19 @@ namespace cardo {
 namespace {
 
 constexpr std::size_t kLargestFile = std::size_t{1} << 20U;
-// The parser calls itself for every part of a dotted key.
-constexpr std::size_t kLongestLine = std::size_t{1} << 14U;
+// The parser calls itself for every part of a dotted key, and of keys inside one another.
+constexpr std::size_t kMostDots = 4096;
 
-bool HasShortLines(std::string_view text, Diagnostics& diagnostics) {
-  for (std::size_t lineNumber = 1; !text.empty(); ++lineNumber) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
-    if (end > kLongestLine) {
-      diagnostics.Add(
-          {JobFile::kName, lineNumber},
-          fmt::format("expected at most {} bytes in a line, found {}", kLongestLine, end));
+bool HasFewDots(std::string_view text, Diagnostics& diagnostics) {
+  std::size_t dots = 0;
+  std::size_t lineNumber = 1;
+  for (const char c : text) {
+    if (c == '\n') ++lineNumber;
+    if (c == '.' && ++dots > kMostDots) {
+      diagnostics.Add({JobFile::kName, lineNumber},
+                      fmt::format("expected at most {} dots in the file", kMostDots));
       return false;
     }
-    text.remove_prefix(std::min(end + 1, text.size()));
   }
   return true;
 }
@@ -200,7 +200,7 @@ std::vector<std::string> JobFileKeys() {
 JobFile ReadJobFile(const std::filesystem::path& path, Diagnostics& diagnostics) {
   JobFile job;
   const auto text = ReadText(path, diagnostics);
-  if (!text || !IsUtf8(*text, diagnostics) || !HasShortLines(*text, diagnostics)) return job;
+  if (!text || !IsUtf8(*text, diagnostics) || !HasFewDots(*text, diagnostics)) return job;
   try {
     const toml::table table = toml::parse(*text);
     for (const auto& [key, node] : table) ReadKey(key, node, job, diagnostics);
