@@ -4,6 +4,7 @@
 #include "cli/job_scene.h"
 #include "parameters.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
@@ -250,15 +251,15 @@ TEST_F(JobFileTest, TellsKeysOfTooManyParts) {
     return parts;
   };
   const std::string told = "expected at most 4096 dots in the file";
-  Read("title = \"x\"\n" + key(300000) + " = 1\n");
+  Read(fmt::format("title = \"x\"\n{} = 1\n", key(300000)));
   EXPECT_THAT(Messages(), ElementsAre("job.toml:2: " + told));
   // One inside the other, over many lines.
   std::string nested;
-  for (int i = 0; i < 200; ++i) nested += (i == 0 ? "" : "{") + key(500) + " = [\n";
+  for (int i = 0; i < 200; ++i) nested += fmt::format("{}{} = [\n", i == 0 ? "" : "{", key(500));
   Read(nested);
   EXPECT_THAT(Messages(), ElementsAre("job.toml:9: " + told));
   // What is let pass is parsed, and is a mistake of another kind.
-  Read('[' + key(2000) + "]\n" + key(2096) + "=1");
+  Read(fmt::format("[{}]\n{} = 1", key(2000), key(2096)));
   EXPECT_THAT(Messages(), ElementsAre(StartsWith("job.toml:1:2: unknown key \"a\"")));
 }
 
