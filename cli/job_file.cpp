@@ -3,7 +3,6 @@
 #include "nearest_name.h"
 #include "text_encoding.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <fmt/format.h>
@@ -224,8 +223,8 @@ void ApplySetting(const std::string& setting, JobFile& job, Diagnostics& diagnos
   }
   const std::string text = setting.substr(equals + 1);
   if (FindNoText(text)) {
-    // No key has control characters, but tabs and line ends pass as text.
-    const bool isPlain = std::ranges::none_of(name, [](unsigned char c) { return c < 0x20; });
+    // No key has anything unseen, but tabs, line ends and marks pass as text.
+    const bool isPlain = Printable(name) == name;
     diagnostics.Add(place,
                     fmt::format("{} must be UTF-8 without control characters, found {}",
                                 isPlain ? name : Quoted(name),
